@@ -1,0 +1,529 @@
+#include "dictionary/DcDict.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "foundation/DcLog.h"
+
+DcDict Dict;
+
+namespace {
+
+const char* const nullArgument = "Null argument passed";
+const char* const unknownText = "Unknown";
+
+void copyCut(char* out, const char* in, size_t max)
+{
+    size_t n = strnlen(in, max);
+    memcpy(out, in, n);
+    out[n] = '\0';
+}
+
+unsigned int makeTag(unsigned short int group, unsigned short int element)
+{
+    return (static_cast<unsigned int>(group) << 16) | element;
+}
+
+// Maximum value length and swap unit of every VR, by value.
+struct VrProperties {
+    int len;
+    DICT_VR_SIZE size;
+};
+const VrProperties vrProperties[] = {
+    {16, VR_SIZE_BYTE},    {4, VR_SIZE_BYTE},     {12, VR_SIZE_WORD},  {16, VR_SIZE_BYTE},
+    {22, VR_SIZE_BYTE},    {16, VR_SIZE_BYTE},    {26, VR_SIZE_BYTE},  {4, VR_SIZE_FLOAT},
+    {8, VR_SIZE_DOUBLE},   {12, VR_SIZE_BYTE},    {64, VR_SIZE_BYTE},  {10240, VR_SIZE_BYTE},
+    {0, VR_SIZE_BYTE},     {0, VR_SIZE_WORD},     {324, VR_SIZE_BYTE}, {16, VR_SIZE_BYTE},
+    {4, VR_SIZE_LONG},     {0, VR_SIZE_NONE},     {2, VR_SIZE_WORD},   {1024, VR_SIZE_BYTE},
+    {34, VR_SIZE_BYTE},    {64, VR_SIZE_BYTE},    {4, VR_SIZE_LONG},   {0, VR_SIZE_BYTE},
+    {2, VR_SIZE_WORD},     {32768, VR_SIZE_BYTE}, {0, VR_SIZE_NONE},   {0, VR_SIZE_NONE},
+    {0, VR_SIZE_NONE},     {0, VR_SIZE_NONE},     {0, VR_SIZE_WORD},   {4, VR_SIZE_LONG},
+    {2, VR_SIZE_WORD},
+};
+
+// Answers getVrLen and getVrSize: 0 with the properties, or the failure.
+int vrLookup(DICT_VR vr, VrProperties& out, const char* function)
+{
+    out = {0, VR_SIZE_NONE};
+    if (vr == VR_RT) {
+        logReport(LOG_CHANNEL_0, function, "Retired Data Element");
+        return DICT_ERR_NOT_FOUND;
+    }
+    if (vr < VR_AE || vr > VR_XS || vr == VR_IM || vr == VR_EX) {
+        logReport(LOG_CHANNEL_0, function, "Enum constant VR %d (0x%x) is not in dictionary", vr, vr);
+        return DICT_ERR_NOT_FOUND;
+    }
+    out = vrProperties[vr];
+    return 0;
+}
+
+}
+
+unsigned int dictNormalizeTag(unsigned int tag)
+{
+    unsigned int group = tag >> 16;
+    unsigned int element = tag & 0xFFFF;
+    unsigned int groupHigh = group >> 8;
+    if (groupHigh == 0x50 || groupHigh == 0x60)
+        return ((groupHigh << 8 | 0xFF) << 16) | element;
+    if ((group & 1) && element != 0) {
+        element = (element & 0xFF00) ? (0xFF00 | (element & 0xFF)) : 0x00FF;
+        return (group << 16) | element;
+    }
+    return tag;
+}
+
+DcDict::DcDict() : uidCounter(1), msgIdCounter(1), presCtxIdCounter(1)
+{
+    Log = new DcLog();
+    memset(tags, 0, sizeof tags);
+    memset(uids, 0, sizeof uids);
+    memset(vrs, 0, sizeof vrs);
+    memset(sqLists, 0, sizeof sqLists);
+    memset(names, 0, sizeof names);
+    reset();
+}
+
+DcDict::~DcDict()
+{
+    delete Log;
+    Log = nullptr;
+    clearTables();
+}
+
+void DcDict::clearTables()
+{
+    for (auto& entry : tags) {
+        delete entry;
+        entry = nullptr;
+    }
+    for (auto& entry : uids) {
+        delete entry;
+        entry = nullptr;
+    }
+    for (auto& entry : vrs) {
+        delete entry;
+        entry = nullptr;
+    }
+    for (auto& entry : sqLists) {
+        if (entry)
+            delete[] entry->members;
+        delete entry;
+        entry = nullptr;
+    }
+    for (auto& name : names) {
+        delete[] name;
+        name = nullptr;
+    }
+    tagIndex.clear();
+    tagConstIndex.clear();
+    uidIndex.clear();
+    uidStrgIndex.clear();
+}
+
+void DcDict::reset()
+{
+    uidCounter = 1;
+    msgIdCounter = 1;
+    presCtxIdCounter = 1;
+    clearTables();
+    tagIndex.reserve(DICT_TAG_SLOTS);
+    tagConstIndex.reserve(DICT_TAG_SLOTS);
+    for (int i = 0; i < DcDictBuiltinTagCount && i < DICT_TAG_SLOTS; ++i) {
+        tags[i] = new DcDictTagEntry(DcDictBuiltinTags[i]);
+        indexTag(i);
+    }
+    for (int i = 0; i < DcDictBuiltinUidCount && i < DICT_UID_SLOTS; ++i) {
+        const DcDictUidDef& def = DcDictBuiltinUids[i];
+        UidEntry* entry = new UidEntry;
+        entry->uid = def.uid;
+        copyCut(entry->uidStrg, def.uidStrg, DICT_UID_MAX);
+        entry->uidType = def.uidType;
+        entry->desc = def.desc;
+        uids[i] = entry;
+        indexUid(i);
+    }
+    for (int i = 0; i < DcDictBuiltinVrCount && i < DICT_VR_SLOTS; ++i)
+        vrs[i] = new DcDictVrDef(DcDictBuiltinVrs[i]);
+    loadSqLists();
+}
+
+void DcDict::loadSqLists()
+{
+    for (int g = 0; g < DcDictBuiltinSqGroupCount; ++g) {
+        const DcDictSqGroupDef& group = DcDictBuiltinSqGroups[g];
+        for (int i = 0; i < group.count; ++i)
+            addSqList(group.lists[i].sqTag, group.lists[i].members, group.lists[i].count);
+    }
+}
+
+// ---- indexes ----------------------------------------------------------------
+
+void DcDict::indexTag(int slot)
+{
+    DcDictTagEntry* entry = tags[slot];
+    auto byTag = tagIndex.emplace(entry->tag, slot);
+    if (!byTag.second && byTag.first->second > slot)
+        byTag.first->second = slot;
+    auto byConst = tagConstIndex.emplace(entry->tagConst, slot);
+    if (!byConst.second && byConst.first->second > slot)
+        byConst.first->second = slot;
+}
+
+// Empties a slot; its keys move to the next slot that holds them, if any.
+void DcDict::removeTagSlot(int slot)
+{
+    DcDictTagEntry* entry = tags[slot];
+    unsigned int tag = entry->tag;
+    int tagConst = entry->tagConst;
+    delete entry;
+    tags[slot] = nullptr;
+    tagIndex.erase(tag);
+    tagConstIndex.erase(tagConst);
+    for (int i = 0; i < DICT_TAG_SLOTS; ++i)
+        if (tags[i] && (tags[i]->tag == tag || tags[i]->tagConst == tagConst))
+            indexTag(i);
+}
+
+void DcDict::indexUid(int slot)
+{
+    UidEntry* entry = uids[slot];
+    auto byValue = uidIndex.emplace(entry->uid, slot);
+    if (!byValue.second && byValue.first->second > slot)
+        byValue.first->second = slot;
+    auto byStrg = uidStrgIndex.emplace(std::string_view(entry->uidStrg), slot);
+    if (!byStrg.second && byStrg.first->second > slot)
+        byStrg.first->second = slot;
+}
+
+void DcDict::removeUidSlot(int slot)
+{
+    UidEntry* entry = uids[slot];
+    DICT_UID uid = entry->uid;
+    char strg[DICT_UID_MAX + 1];
+    strcpy(strg, entry->uidStrg);
+    uidIndex.erase(uid);
+    uidStrgIndex.erase(std::string_view(strg));
+    delete entry;
+    uids[slot] = nullptr;
+    for (int i = 0; i < DICT_UID_SLOTS; ++i)
+        if (uids[i] && (uids[i]->uid == uid || strcmp(uids[i]->uidStrg, strg) == 0))
+            indexUid(i);
+}
+
+DcDictTagEntry* DcDict::findTag(unsigned int tag)
+{
+    auto it = tagIndex.find(tag);
+    return it == tagIndex.end() ? nullptr : tags[it->second];
+}
+
+DcDictTagEntry* DcDict::findTagConst(int tagConst)
+{
+    auto it = tagConstIndex.find(tagConst);
+    return it == tagConstIndex.end() ? nullptr : tags[it->second];
+}
+
+DcDict::UidEntry* DcDict::findUid(DICT_UID uid)
+{
+    auto it = uidIndex.find(uid);
+    return it == uidIndex.end() ? nullptr : uids[it->second];
+}
+
+DcDict::UidEntry* DcDict::findUidStrg(const char* uidStrg)
+{
+    auto it = uidStrgIndex.find(std::string_view(uidStrg));
+    return it == uidStrgIndex.end() ? nullptr : uids[it->second];
+}
+
+const char* DcDict::findVrName(DICT_VR vr)
+{
+    for (DcDictVrDef* entry : vrs)
+        if (entry && entry->vr == vr)
+            return entry->name;
+    return nullptr;
+}
+
+DcDict::SqEntry* DcDict::findSqList(unsigned int sqTag)
+{
+    for (SqEntry* entry : sqLists)
+        if (entry && entry->sqTag == sqTag)
+            return entry;
+    return nullptr;
+}
+
+// ---- tags ---------------------------------------------------------------------
+
+int DcDict::getTag(int tagConst, unsigned int& tag)
+{
+    DcDictTagEntry* entry = findTagConst(tagConst);
+    if (entry == nullptr) {
+        tag = 0xFFFFFFFF;
+        logReport(LOG_CHANNEL_0, "DcDict::getTag", "Enum constant Tag %d (0x%x) is not in dictionary", tagConst,
+                  static_cast<unsigned int>(tagConst));
+        return DICT_ERR_NOT_FOUND;
+    }
+    tag = entry->tag;
+    return 0;
+}
+
+int DcDict::getTag(int tagConst, unsigned short int& group, unsigned short int& element)
+{
+    unsigned int tag;
+    int status = getTag(tagConst, tag);
+    group = static_cast<unsigned short int>(tag >> 16);
+    element = static_cast<unsigned short int>(tag);
+    return status;
+}
+
+int DcDict::getTagDef(unsigned int tag, int& tagConst)
+{
+    DcDictTagEntry* entry = findTag(dictNormalizeTag(tag));
+    tagConst = entry ? entry->tagConst : -1;
+    return entry ? 0 : DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getTagDef(unsigned short int group, unsigned short int element, int& tagConst)
+{
+    return getTagDef(makeTag(group, element), tagConst);
+}
+
+int DcDict::getVm(int tagConst, int& vm)
+{
+    DcDictTagEntry* entry = findTagConst(tagConst);
+    vm = entry ? entry->vm : 0;
+    return entry ? 0 : DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getVm(unsigned int tag, int& vm)
+{
+    int tagConst;
+    if (getTagDef(tag, tagConst) != 0) {
+        vm = 0;
+        logReport(LOG_CHANNEL_0, "DcDict::getVm", "Tag 0x%08lx is not in dictionary", static_cast<unsigned long>(tag));
+        return DICT_ERR_NOT_FOUND;
+    }
+    return getVm(tagConst, vm);
+}
+
+int DcDict::getVm(unsigned short int group, unsigned short int element, int& vm)
+{
+    return getVm(makeTag(group, element), vm);
+}
+
+int DcDict::getVrDef(int tagConst, DICT_VR& vr)
+{
+    DcDictTagEntry* entry = findTagConst(tagConst);
+    vr = entry ? entry->vr : VR_UNKNOWN;
+    return entry ? 0 : DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getVrDef(unsigned int tag, DICT_VR& vr)
+{
+    int tagConst;
+    if (getTagDef(tag, tagConst) != 0) {
+        vr = VR_UNKNOWN;
+        logReport(LOG_CHANNEL_0, "DcDict::getVr", "Tag 0x%08lx is not in dictionary", static_cast<unsigned long>(tag));
+        return DICT_ERR_NOT_FOUND;
+    }
+    return getVrDef(tagConst, vr);
+}
+
+int DcDict::getVrDef(unsigned short int group, unsigned short int element, DICT_VR& vr)
+{
+    return getVrDef(makeTag(group, element), vr);
+}
+
+int DcDict::getVrDef(const char* vrName, DICT_VR& vr)
+{
+    vr = VR_UNKNOWN;
+    if (vrName == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getVrDef", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    for (DcDictVrDef* entry : vrs)
+        if (entry && strcmp(entry->name, vrName) == 0) {
+            vr = entry->vr;
+            return 0;
+        }
+    logReport(LOG_CHANNEL_0, "DcDict::getVrDef", "VR '%s' is not in dictionary", vrName);
+    return DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getVr(DICT_VR vr, char* vrName)
+{
+    if (vrName == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getVr", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    vrName[0] = '\0';
+    const char* name = findVrName(vr);
+    if (name == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getVr", "Enum constant VR %d (0x%x) is not in dictionary", vr, vr);
+        return DICT_ERR_NOT_FOUND;
+    }
+    strcpy(vrName, name);
+    return 0;
+}
+
+int DcDict::getVr(int tagConst, char* vrName)
+{
+    if (vrName == nullptr)
+        return getVr(VR_UNKNOWN, vrName);
+    vrName[0] = '\0';
+    unsigned int tag;
+    DICT_VR vr;
+    int status = getTag(tagConst, tag);
+    if (status == 0)
+        status = getVrDef(tag, vr);
+    return status != 0 ? status : getVr(vr, vrName);
+}
+
+int DcDict::getVr(unsigned short int group, unsigned short int element, char* vrName)
+{
+    if (vrName == nullptr)
+        return getVr(VR_UNKNOWN, vrName);
+    vrName[0] = '\0';
+    DICT_VR vr;
+    int status = getVrDef(group, element, vr);
+    return status != 0 ? status : getVr(vr, vrName);
+}
+
+int DcDict::getVrLen(DICT_VR vr, int& len)
+{
+    VrProperties properties;
+    int status = vrLookup(vr, properties, "DcDict::getVrLen");
+    len = properties.len;
+    return status;
+}
+
+int DcDict::getVrSize(DICT_VR vr, DICT_VR_SIZE& size)
+{
+    VrProperties properties;
+    int status = vrLookup(vr, properties, "DcDict::getVrSize");
+    size = properties.size;
+    return status;
+}
+
+int DcDict::getDesc(int tagConst, char* desc)
+{
+    if (desc == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getDesc", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    DcDictTagEntry* entry = findTagConst(tagConst);
+    copyCut(desc, entry ? entry->name : unknownText, DICT_NAME_MAX);
+    return entry ? 0 : DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getDesc(unsigned int tag, char* desc)
+{
+    if (desc == nullptr)
+        return getDesc(0, desc);
+    int tagConst;
+    if (getTagDef(tag, tagConst) != 0) {
+        strcpy(desc, unknownText);
+        logReport(LOG_CHANNEL_0, "DcDict::getDesc", "Tag 0x%08lx is not in dictionary", static_cast<unsigned long>(tag));
+        return DICT_ERR_NOT_FOUND;
+    }
+    return getDesc(tagConst, desc);
+}
+
+int DcDict::getDesc(unsigned short int group, unsigned short int element, char* desc)
+{
+    return getDesc(makeTag(group, element), desc);
+}
+
+// ---- UIDs and messages ----------------------------------------------------------
+
+int DcDict::getUid(DICT_UID uid, char* uidStrg)
+{
+    if (uidStrg == nullptr) {
+        logReport(LOG_CHANNEL_1, "DcDict::getUid", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    uidStrg[0] = '\0';
+    if (uid == UID_NONE)
+        return DICT_ERR_NOT_FOUND;
+    UidEntry* entry = findUid(uid);
+    if (entry == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getUid", "Enum constant UID %d (0x%x) is not in dictionary", uid,
+                  static_cast<unsigned int>(uid));
+        return DICT_ERR_NOT_FOUND;
+    }
+    strcpy(uidStrg, entry->uidStrg);
+    return 0;
+}
+
+int DcDict::getUidDef(const char* uidStrg, DICT_UID& uid)
+{
+    uid = UID_NONE;
+    if (uidStrg == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getUidDef", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    UidEntry* entry = findUidStrg(uidStrg);
+    if (entry == nullptr)
+        return DICT_ERR_NOT_FOUND;
+    uid = entry->uid;
+    return 0;
+}
+
+int DcDict::getUidType(DICT_UID uid, DICT_UID_TYPE& type)
+{
+    UidEntry* entry = findUid(uid);
+    type = entry ? entry->uidType : UID_TYPE_UNKNOWN;
+    return entry ? 0 : DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getUidType(const char* uidStrg, DICT_UID_TYPE& type)
+{
+    type = UID_TYPE_UNKNOWN;
+    if (uidStrg == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getUidType", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    UidEntry* entry = findUidStrg(uidStrg);
+    if (entry == nullptr)
+        return DICT_ERR_NOT_FOUND;
+    type = entry->uidType;
+    return 0;
+}
+
+int DcDict::getDesc(DICT_UID uid, char* desc)
+{
+    if (desc == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getDesc", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    UidEntry* entry = findUid(uid);
+    copyCut(desc, entry ? entry->desc : unknownText, DICT_NAME_MAX);
+    return entry ? 0 : DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getDesc(DICT_MSG msg, char* desc)
+{
+    if (desc == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getDesc", "%s", nullArgument);
+        return DICT_ERR_NULL_ARG;
+    }
+    for (int i = 0; i < DcDictBuiltinMsgCount; ++i)
+        if (DcDictBuiltinMsgs[i].msg == msg) {
+            strcpy(desc, DcDictBuiltinMsgs[i].desc);
+            return 0;
+        }
+    strcpy(desc, "Invalid command");
+    return DICT_ERR_NOT_FOUND;
+}
+
+int DcDict::getEndian(DICT_UID xferSyn, ARCH_ENDIAN& endian)
+{
+    UidEntry* entry = findUid(xferSyn);
+    if (entry == nullptr || entry->uidType != UID_TRANSFER_SYNTAX) {
+        endian = ENDIAN_UNKNOWN;
+        logReport(LOG_CHANNEL_0, "DcDict::getEndian", "'%s' is not a Transfer Syntax UID",
+                  entry ? entry->uidStrg : "");
+        return DICT_ERR_NOT_XFER_SYNTAX;
+    }
+    endian = xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ENDIAN_BIG : ENDIAN_LITTLE;
+    return 0;
+}

@@ -1,0 +1,51 @@
+#ifndef BRENIK3_FOUNDATION_DCLOG_H
+#define BRENIK3_FOUNDATION_DCLOG_H
+
+enum LOG_MSG { LOG_CHANNEL_0 = 0, LOG_CHANNEL_1, LOG_CHANNEL_2, LOG_CHANNEL_3 };
+enum LOG_ACTIVE { LOG_ON = 0, LOG_OFF = 1 };
+
+// Log status codes (module 0x28).
+enum {
+    LOG_ERR_NO_LOG = 0x2801,
+    LOG_ERR_CHANNEL_OFF = 0x2802,
+    LOG_ERR_BAD_CHANNEL = 0x2803,
+    LOG_ERR_NULL_FORMAT = 0x2804,
+    LOG_ERR_OPEN_FILE = 0x2805
+};
+
+enum { LOG_CHANNELS = 4, MSG_BUF_SIZE = 529 };
+
+// The log: four channels, each on or off and printing to standard output or
+// to a file of its own (opened for appending per message). report is virtual
+// so that an application can install its own log in Log.
+class DcLog {
+public:
+    DcLog();
+    virtual ~DcLog();
+    DcLog(const DcLog&) = delete;
+    DcLog& operator=(const DcLog&) = delete;
+
+    int activate(LOG_MSG channel, LOG_ACTIVE state);
+    int setFname(LOG_MSG channel, const char* name);
+    virtual int report(LOG_MSG channel, const char* function, const char* format, ...)
+        __attribute__((format(printf, 4, 5)));
+
+protected:
+    // Writes one line: time stamp, function name, message.
+    int writeLine(LOG_MSG channel, const char* function, const char* message);
+
+private:
+    char* workBuf;
+    // Switches and file names are kept in the order channel 2, 0, 3, 1.
+    LOG_ACTIVE active[LOG_CHANNELS];
+    char* fileName[LOG_CHANNELS];
+    static int slotOf(LOG_MSG channel);
+};
+
+extern DcLog* Log;
+extern char MsgBuf[MSG_BUF_SIZE];
+
+int logReport(LOG_MSG channel, const char* function, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+#endif
