@@ -190,14 +190,6 @@ TEST_F(TsmConnect, RequesterAndAcceptorOpenOneConversation)
     EXPECT_EQ(-1, tcp.readDumpHandle);
 }
 
-TEST_F(TsmConnect, OpeningAgainKeepsTheOpenConversation)
-{
-    ASSERT_EQ(0, client->sockConvOpenClient("127.0.0.1", port));
-    int first = client->conv();
-    EXPECT_EQ(0, client->sockConvOpenClient("127.0.0.1", port + 1));
-    EXPECT_EQ(first, client->conv());
-}
-
 TEST_F(TsmConnect, HostNameIsResolved)
 {
     EXPECT_EQ(0, client->sockConvOpenClient("localhost", port));
@@ -261,27 +253,6 @@ TEST_F(TsmConnect, TimeoutsSetWithoutConversationApplyAtTheNextOpen)
     custom.readTimeout = 3;
     client->setTimeoutInfo(custom);
     EXPECT_EQ(3, receiveTimeout(client->conv()));
-}
-
-TEST(TsmTimeoutInfo, DefaultsAre15And45And15)
-{
-    DcTsmTimeoutInfo info;
-    EXPECT_EQ(15u, info.connectTimeout);
-    EXPECT_EQ(45u, info.readTimeout);
-    EXPECT_EQ(15u, info.writeTimeout);
-}
-
-TEST(TsmTcpInfo, IsCopiedWholeInAndOut)
-{
-    TestTsm machine(TSM_ROLE_REQUESTER, 104);
-    DcTsmTcpInfo in = {11, 12, 0, 0, 15, 16};
-    EXPECT_EQ(0, machine.setTcpInfo(in));
-    DcTsmTcpInfo out;
-    EXPECT_EQ(0, machine.getTcpInfo(out));
-    EXPECT_EQ(11, out.tulValue);
-    EXPECT_EQ(12, out.port);
-    EXPECT_EQ(15, out.pixelDataHandle);
-    EXPECT_EQ(16, out.readDumpHandle);
 }
 
 TEST(TsmSockError, NamedErrorsAndOthersInHex)
