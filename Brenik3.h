@@ -2,13 +2,33 @@
 #define BRENIK3_H
 
 // Brenik3: one include for the whole toolkit.
+
+// Foundation: lists, buffers, log, utilities.
 #include "foundation/DcNode.h"
 #include "foundation/DcList.h"
 #include "foundation/DcBuf.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+
+// Data dictionary.
 #include "dictionary/DcDictTypes.h"
 #include "dictionary/DcDictTags.h"
 #include "dictionary/DcDict.h"
+
+// Data elements, data sets, sequences, locating elements in encoded data.
+#include "dataset/DcElemValue.h"
+#include "dataset/DcElem.h"
+#include "dataset/DcElemList.h"
+#include "dataset/DcElemSq.h"
+#include "dataset/DcElemSqItem.h"
+#include "dataset/utilLocate.h"
+
+// Network upper layer: PDUs, state machine, connections.
+#include "network/DcPdu.h"
+#include "network/DcPduAssoAcRq.h"
+#include "network/DcPduAssoRj.h"
+#include "network/DcPduRelease.h"
+#include "network/DcPduAbort.h"
+#include "network/DcTsm.h"
 
 #endif
