@@ -11,7 +11,7 @@ namespace b3tool {
 namespace {
 
 const int TEXT_VALUE_MAX = 65536;
-const unsigned int RAW_BYTES_SHOWN = 16;
+const unsigned int RAW_BYTES_SHOWN = 12;
 // Names are padded to line the values up; deeper levels give up their indent.
 const int NAME_WIDTH = 36;
 const int NAME_WIDTH_MIN = 8;
