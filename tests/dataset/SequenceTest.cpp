@@ -79,11 +79,12 @@ TEST(SequenceWriting, RefusesANullBuffer)
 
 TEST(SequenceItems, NeedAMemberListForTheSequenceTag)
 {
+    unsigned int tag = privateTag(VR_SQ);
     LogCapture log(LOG_CHANNEL_0);
-    DcElemSq sq(T_0040_0275_requestAttributesSequence);
+    DcElemSq sq(groupOf(tag), elementOf(tag));
     EXPECT_EQ(sq.add(new DcElemSqItem), nullptr);
     EXPECT_EQ(sq.first(), nullptr);
-    EXPECT_NE(log.text().find("(0040,0275), member tag list missing"), std::string::npos);
+    EXPECT_NE(log.text().find("(0009,1045), member tag list missing"), std::string::npos);
 }
 
 TEST(SequenceItems, AreWalkedAndUnlinked)
