@@ -1,0 +1,306 @@
+#include "dataset/DcElem.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "dataset/DcElemCodec.h"
+#include "dictionary/DcDict.h"
+#include "foundation/DcLog.h"
+
+DcElem::DcElem(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr, int sq) : isSq(sq)
+{
+    initializeByConst(tagConst, buf, len, xfer, newVr);
+}
+
+DcElem::DcElem(unsigned short g, unsigned short e, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr,
+               int sq)
+    : isSq(sq)
+{
+    initialize((static_cast<unsigned int>(g) << 16) | e, buf, len, xfer, newVr);
+}
+
+// Value constructors: an element of the tag's dictionary VR, then addValue.
+#define DC_ELEM_VALUE_CONSTRUCTORS(Type)                                                   \
+    DcElem::DcElem(int tagConst, Type value) : isSq(0)                                     \
+    {                                                                                      \
+        initializeByConst(tagConst, nullptr, 0, UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);        \
+        addValue(value);                                                                   \
+    }                                                                                      \
+    DcElem::DcElem(unsigned short g, unsigned short e, Type value) : isSq(0)               \
+    {                                                                                      \
+        initialize((static_cast<unsigned int>(g) << 16) | e, nullptr, 0,                   \
+                   UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);                                     \
+        addValue(value);                                                                   \
+    }
+
+DC_ELEM_VALUE_CONSTRUCTORS(DcElemValueAS&)
+DC_ELEM_VALUE_CONSTRUCTORS(DcElemValueAT&)
+DC_ELEM_VALUE_CONSTRUCTORS(DcElemValueDA&)
+DC_ELEM_VALUE_CONSTRUCTORS(DcElemValueDT&)
+DC_ELEM_VALUE_CONSTRUCTORS(DcElemValuePN&)
+DC_ELEM_VALUE_CONSTRUCTORS(DcElemValueTM&)
+DC_ELEM_VALUE_CONSTRUCTORS(const char*)
+DC_ELEM_VALUE_CONSTRUCTORS(DICT_UID)
+DC_ELEM_VALUE_CONSTRUCTORS(short)
+DC_ELEM_VALUE_CONSTRUCTORS(unsigned short)
+DC_ELEM_VALUE_CONSTRUCTORS(int)
+DC_ELEM_VALUE_CONSTRUCTORS(unsigned int)
+DC_ELEM_VALUE_CONSTRUCTORS(float)
+DC_ELEM_VALUE_CONSTRUCTORS(double)
+DC_ELEM_VALUE_CONSTRUCTORS(DcBuf*)
+
+#undef DC_ELEM_VALUE_CONSTRUCTORS
+
+DcElem::DcElem(int tagConst, int fileHandle, int offset, unsigned int length, DICT_UID xfer) : isSq(0)
+{
+    initializeByConst(tagConst, nullptr, 0, UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);
+    addValue(fileHandle, offset, length, xfer);
+}
+
+DcElem::DcElem(unsigned short g, unsigned short e, int fileHandle, int offset, unsigned int length,
+               DICT_UID xfer)
+    : isSq(0)
+{
+    initialize((static_cast<unsigned int>(g) << 16) | e, nullptr, 0, UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);
+    addValue(fileHandle, offset, length, xfer);
+}
+
+DcElem::DcElem(const DcElem& other)
+    : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
+      valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
+      vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
+      valueCapacity(other.valueCapacity)
+{
+}
+
+DcElem& DcElem::operator=(const DcElem& other)
+{
+    if (this == &other)
+        return *this;
+    DcNode::operator=(other);
+    pushedTag = other.pushedTag;
+    rawBufList = other.rawBufList;
+    values = other.values;
+    valueIndex = other.valueIndex;
+    setTag(other.tag);
+    vm = other.vm;
+    vr = other.vr;
+    vrLen = other.vrLen;
+    vrSize = other.vrSize;
+    isSq = other.isSq;
+    valueCount = other.valueCount;
+    valueCapacity = other.valueCapacity;
+    return *this;
+}
+
+DcElem::~DcElem()
+{
+    deleteAllValues();
+    delete rawBufList;
+}
+
+void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
+{
+    unsigned int value = 0;
+    Dict.getTag(tagConst, value);
+    initialize(value, buf, len, xfer, newVr);
+}
+
+void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
+{
+    pushedTag = 0;
+    rawBufList = new DcBufList;
+    values = nullptr;
+    valueCount = valueCapacity = 0;
+    valueIndex = 0;
+    setTag(newTag);
+    vm = 1;
+    vrSize = VR_SIZE_NONE;
+    vrLen = 0;
+    vr = VR_UNKNOWN;
+
+    int tagConst;
+    if (Dict.getTagDef(tag, tagConst) != 0) {
+        logReport(LOG_CHANNEL_1, "DcElem::initialize", "Unknown tag (%04x,%04x), Element is uninitialized", group,
+                  element);
+        return;
+    }
+    Dict.getVm(tagConst, vm);
+    vr = newVr;
+    if (vr == VR_IM)
+        Dict.getVrDef(tagConst, vr);
+    int length = 0;
+    Dict.getVrSize(vr, vrSize);
+    Dict.getVrLen(vr, length);
+    vrLen = static_cast<unsigned int>(length);
+
+    if (!isSq && vr == VR_SQ) {
+        logReport(LOG_CHANNEL_1, "DcElem::initialize", "SQ Element (%04x,%04x) must be constructed with DcElemSq",
+                  group, element);
+        return;
+    }
+    if (vr == VR_AT)
+        vrLen = 2;
+    unsigned char zero[4] = {0, 0, 0, 0};
+    if (element == 0 && buf == nullptr) {
+        buf = zero;
+        len = sizeof zero;
+    }
+    parseVal(buf, len, xfer);
+}
+
+DICT_VR DcElem::effectiveVr()
+{
+    if (vr != VR_IM)
+        return vr;
+    DICT_VR resolved = VR_UNKNOWN;
+    int tagConst;
+    if (Dict.getTagDef(dictTag(), tagConst) == 0)
+        Dict.getVrDef(tagConst, resolved);
+    return resolved;
+}
+
+void DcElem::setVr(DICT_VR newVr)
+{
+    vr = newVr;
+}
+
+void DcElem::setTag(unsigned int newTag)
+{
+    tag = newTag;
+    group = static_cast<unsigned short>(newTag >> 16);
+    element = static_cast<unsigned short>(newTag);
+}
+
+void DcElem::setTag(unsigned short newGroup, unsigned short newElement)
+{
+    setTag((static_cast<unsigned int>(newGroup) << 16) | newElement);
+}
+
+void DcElem::pushTag(unsigned int newTag)
+{
+    pushedTag = tag;
+    setTag(newTag);
+}
+
+void DcElem::pushTag(unsigned short newGroup, unsigned short newElement)
+{
+    pushTag((static_cast<unsigned int>(newGroup) << 16) | newElement);
+}
+
+int DcElem::getTag(unsigned int& value)
+{
+    value = tag;
+    return 0;
+}
+
+int DcElem::getTag(unsigned short& g, unsigned short& e)
+{
+    g = group;
+    e = element;
+    return 0;
+}
+
+int DcElem::getTag(int& tagConst)
+{
+    return Dict.getTagDef(tag, tagConst);
+}
+
+int DcElem::getVr(DICT_VR& value)
+{
+    value = vr;
+    return 0;
+}
+
+// A free slot for one more value. An element holding as many values as its
+// multiplicity allows works as a ring: the oldest value makes room.
+void** DcElem::newSlot()
+{
+    int limit = vm;
+    int tagConst;
+    if (Dict.getTagDef(dictTag(), tagConst) == 0)
+        Dict.getVm(tagConst, limit);
+    limit = std::abs(limit);
+    if (limit != 0 && valueCount >= limit) {
+        free(values[0]);
+        memmove(values, values + 1, sizeof(void*) * (valueCount - 1));
+        values[valueCount - 1] = nullptr;
+        return &values[valueCount - 1];
+    }
+    if (valueCount + 1 >= valueCapacity) {
+        int capacity = valueCapacity < 4 ? 4 : valueCapacity * 2;
+        void** grown = static_cast<void**>(realloc(values, sizeof(void*) * capacity));
+        if (grown == nullptr)
+            return nullptr;
+        values = grown;
+        valueCapacity = capacity;
+    }
+    values[valueCount] = nullptr;
+    values[valueCount + 1] = nullptr;
+    return &values[valueCount++];
+}
+
+int DcElem::storeBinary(const void* value, unsigned int size)
+{
+    void* block = malloc(size);
+    if (block == nullptr)
+        return ELEM_ERR_BAD_VALUE;
+    memcpy(block, value, size);
+    void** slot = newSlot();
+    if (slot == nullptr) {
+        free(block);
+        return ELEM_ERR_BAD_VALUE;
+    }
+    *slot = block;
+    return 0;
+}
+
+int DcElem::storeString(const char* value)
+{
+    return storeBinary(value, static_cast<unsigned int>(strlen(value) + 1));
+}
+
+void DcElem::deleteAllValues()
+{
+    if (values == nullptr)
+        return;
+    for (int i = 0; i < valueCount; ++i)
+        free(values[i]);
+    free(values);
+    values = nullptr;
+    valueCount = valueCapacity = 0;
+    rawBufList->destroyAllNodes();
+}
+
+int DcElem::getValueCount(int& count)
+{
+    count = valueCount;
+    return 0;
+}
+
+int DcElem::getValueCount()
+{
+    return valueCount;
+}
+
+int DcElem::indexValueCount(int& index)
+{
+    if (valueIndex >= valueCount) {
+        index = valueIndex;
+        return ELEM_ERR_INDEX_PAST_END;
+    }
+    index = ++valueIndex;
+    return 0;
+}
+
+int DcElem::indexValueCount()
+{
+    int index;
+    return indexValueCount(index);
+}
+
+int DcElem::resetValueCount()
+{
+    valueIndex = 0;
+    return 0;
+}

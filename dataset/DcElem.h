@@ -1,0 +1,217 @@
+#ifndef BRENIK3_DATASET_DCELEM_H
+#define BRENIK3_DATASET_DCELEM_H
+
+#include <cstdio>
+
+#include "dataset/DcElemValue.h"
+#include "dictionary/DcDictTypes.h"
+#include "foundation/DcBuf.h"
+#include "foundation/DcNode.h"
+
+// Status codes of elements, sequences and the value text checks (module 0x16).
+enum {
+    ELEM_ERR_PAST_END = 0x1601,        // element runs past the end of the buffer
+    ELEM_ERR_BAD_VALUE = 0x1602,       // VR refuses the value; bad raw buffer or handle
+    ELEM_ERR_UNKNOWN_TAG = 0x1603,     // unknown tag with implicit VR
+    ELEM_ERR_BAD_VR = 0x1604,          // value not readable as asked; invalid VR
+    ELEM_ERR_XFER_SYNTAX = 0x1605,     // unknown transfer syntax
+    ELEM_ERR_NULL_ARG = 0x1606,        // null argument or empty buffer
+    ELEM_ERR_NO_VALUE = 0x160A,        // no values; empty text
+    ELEM_ERR_TOO_LONG = 0x160B,        // text too long for its VR
+    ELEM_ERR_ILLEGAL_CHAR = 0x160C,    // character not allowed in its VR
+    ELEM_ERR_BUF_TOO_SHORT = 0x160D,   // caller's buffer too short
+    ELEM_ERR_INDEX_PAST_END = 0x160E,  // value index past the last value
+    ELEM_ERR_NOT_MEMORY_BUF = 0x161F   // buffer list does not end in a memory buffer
+};
+
+// Whether a getValue advances the element's value index.
+enum ELEM_VAL_INDEX { ELEM_VAL_INDEX_INCREMENT = 0, ELEM_VAL_INDEX_KEEP = 1 };
+
+class DcElemList;
+
+// One data element: tag, VR, multiplicity and its values. Values of binary
+// VRs are kept in binary form, one heap block per value; text VRs (and AS,
+// DA, DT, PN, TM) as NUL-terminated strings; OB, OW, UN and OX as raw buffers
+// in memory or on disk. Copies are shallow: they share values and buffers.
+class DcElem : public DcNode {
+public:
+    DcElem(int tag, void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
+           DICT_VR vr = VR_IM, int isSq = 0);
+    DcElem(unsigned short group, unsigned short element, void* buf = nullptr, unsigned int len = 0,
+           DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT, DICT_VR vr = VR_IM, int isSq = 0);
+
+    DcElem(int tag, DcElemValueAS& value);
+    DcElem(int tag, DcElemValueAT& value);
+    DcElem(int tag, DcElemValueDA& value);
+    DcElem(int tag, DcElemValueDT& value);
+    DcElem(int tag, DcElemValuePN& value);
+    DcElem(int tag, DcElemValueTM& value);
+    DcElem(int tag, const char* value);
+    DcElem(int tag, DICT_UID value);
+    DcElem(int tag, short value);
+    DcElem(int tag, unsigned short value);
+    DcElem(int tag, int value);
+    DcElem(int tag, unsigned int value);
+    DcElem(int tag, float value);
+    DcElem(int tag, double value);
+    DcElem(int tag, DcBuf* value);
+    DcElem(int tag, int fileHandle, int offset, unsigned int length, DICT_UID xfer);
+
+    DcElem(unsigned short group, unsigned short element, DcElemValueAS& value);
+    DcElem(unsigned short group, unsigned short element, DcElemValueAT& value);
+    DcElem(unsigned short group, unsigned short element, DcElemValueDA& value);
+    DcElem(unsigned short group, unsigned short element, DcElemValueDT& value);
+    DcElem(unsigned short group, unsigned short element, DcElemValuePN& value);
+    DcElem(unsigned short group, unsigned short element, DcElemValueTM& value);
+    DcElem(unsigned short group, unsigned short element, const char* value);
+    DcElem(unsigned short group, unsigned short element, DICT_UID value);
+    DcElem(unsigned short group, unsigned short element, short value);
+    DcElem(unsigned short group, unsigned short element, unsigned short value);
+    DcElem(unsigned short group, unsigned short element, int value);
+    DcElem(unsigned short group, unsigned short element, unsigned int value);
+    DcElem(unsigned short group, unsigned short element, float value);
+    DcElem(unsigned short group, unsigned short element, double value);
+    DcElem(unsigned short group, unsigned short element, DcBuf* value);
+    DcElem(unsigned short group, unsigned short element, int fileHandle, int offset, unsigned int length,
+           DICT_UID xfer);
+
+    DcElem(const DcElem& other);
+    DcElem& operator=(const DcElem& other);
+    ~DcElem() override;
+
+    // Adding values; each returns 0 or an ELEM_ERR code.
+    int addValue(DcElemValueAS& value);
+    int addValue(DcElemValueAT& value);
+    int addValue(DcElemValueDA& value);
+    int addValue(DcElemValueDT& value);
+    int addValue(DcElemValuePN& value);
+    int addValue(DcElemValueTM& value);
+    int addValue(DICT_UID value);
+    int addValue(const char* value);
+    int addValue(short value);
+    int addValue(unsigned short value);
+    int addValue(int value);
+    int addValue(unsigned int value);
+    int addValue(float value);
+    int addValue(double value);
+    int addValue(DcBuf* value);
+    int addValue(void* buf, unsigned int len, DICT_UID xfer);
+    int addValue(int fileHandle, int offset, unsigned int length, DICT_UID xfer);
+
+    // Reading the value at the value index; each returns 0 or an ELEM_ERR code.
+    int getValue(DcElemValueAS& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(DcElemValueAT& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(DcElemValueDA& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(DcElemValueDT& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(DcElemValuePN& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(DcElemValueTM& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(DICT_UID& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    // buf must hold len + 1 bytes.
+    int getValue(char* buf, int len, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(short& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(unsigned short& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(int& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(unsigned int& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(float& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(double& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    // The raw buffer at the value index (OB, OW, UN, OX), as a non-owning copy.
+    int getValue(DcBuf& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+
+    void deleteAllValues();
+    int getValueCount(int& count);
+    int getValueCount();
+    int indexValueCount(int& index);
+    int indexValueCount();
+
+    int getTag(unsigned int& tag);
+    int getTag(unsigned short& group, unsigned short& element);
+    int getTag(int& tagConst);
+    int getVr(DICT_VR& vr);
+    DcBufList* getBufList() { return rawBufList; }
+
+    // Encoding (frame, getBufSize) and decoding (parseVal) of the element.
+    virtual int parseVal(void* buf, unsigned int len, DICT_UID xfer);
+    virtual int frame(DcBufList* list, unsigned int& len, DICT_UID xfer);
+    virtual int frame(unsigned char* buf, unsigned int& len, DICT_UID xfer);
+    virtual int getBufSize(unsigned int& size, int* unused);
+    virtual int getBufSize(unsigned int& size, int unused);
+    virtual int resetValueCount();
+    virtual void printNodeList(FILE* stream);
+
+    DcElem* next() { return static_cast<DcElem*>(DcNode::next()); }
+    DcElem* previous() { return static_cast<DcElem*>(DcNode::previous()); }
+
+protected:
+    friend class DcElemList;
+
+    void setTag(unsigned int newTag);
+    void setTag(unsigned short newGroup, unsigned short newElement);
+    void pushTag(unsigned int newTag);
+    void pushTag(unsigned short newGroup, unsigned short newElement);
+
+    // Header and value writers: each writes its field at buf and stores the
+    // number of bytes written in len.
+    int frameTag(unsigned char* buf, unsigned int& len, DICT_UID xfer);
+    int frameVr(unsigned char* buf, unsigned int& len, DICT_UID xfer, DICT_VR vr);
+    int frameValueLen(unsigned char* buf, unsigned int& len, DICT_UID xfer, DICT_VR vr, unsigned int length);
+    int frameValue(unsigned char* buf, unsigned int& len, DICT_UID xfer, DICT_VR vr, DICT_VR_SIZE size);
+
+    // The VR with IM resolved through the dictionary (by the pushed tag if any).
+    DICT_VR effectiveVr();
+    // The tag used for dictionary look-ups: the pushed tag if any.
+    unsigned int dictTag() { return pushedTag != 0 ? pushedTag : tag; }
+    int isSequence() { return isSq; }
+    void setVr(DICT_VR newVr);
+
+    unsigned int pushedTag;
+    DcBufList* rawBufList;
+    void** values;
+    int valueIndex;
+    unsigned int tag;
+    unsigned short group;
+    unsigned short element;
+    int vm;
+    DICT_VR vr;
+    unsigned int vrLen;
+    DICT_VR_SIZE vrSize;
+    int isSq;
+
+private:
+    int valueCount;
+    int valueCapacity;
+
+    void initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr);
+    void initializeByConst(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr);
+    void** newSlot();
+    int storeBinary(const void* value, unsigned int size);
+    int storeString(const char* value);
+    int addPiece(DICT_VR resolved, char* piece);
+    int refuse(const char* what);
+    int refuseRead(const char* what);
+    void* valueAtIndex(int& status);
+    void advance(ELEM_VAL_INDEX index);
+    bool isRawVr(DICT_VR v);
+
+    int verifyValueAE(const char* text);
+    int verifyValueCS(const char* text);
+    int verifyValueDS(const char* text);
+    int verifyValueFX(const char* text);
+    int verifyValueIS(const char* text);
+    int verifyValueLO(const char* text);
+    int verifyValueLT(const char* text);
+    int verifyValueSH(const char* text);
+    int verifyValueUI(const char* text);
+    int verifyValueUT(const char* text);
+    int verifyValueXL(const char* text);
+    int verifyLength(const char* function, const char* text, size_t maxLen);
+    int verifyText(const char* function, const char* text, size_t maxLen, bool (*allowed)(unsigned char),
+                   bool escapeSkipsCheck);
+
+    int frameValueOX(unsigned char* buf, unsigned int& len, DICT_UID xfer);
+    int frameValueNonOX(unsigned char* buf, unsigned int& len, DICT_UID xfer, DICT_VR vr, DICT_VR_SIZE size);
+    int parseValBinary(unsigned char* buf, unsigned int len, bool bigEndian);
+    int framePixelData(DcBufList* list, DcBuf* target, unsigned int& len, DICT_UID xfer);
+    void printValue(FILE* stream, DICT_VR resolved, int i);
+};
+
+#endif

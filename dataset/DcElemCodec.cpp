@@ -1,0 +1,37 @@
+#include "dataset/DcElemCodec.h"
+
+#include "dictionary/DcDict.h"
+
+namespace elemcodec {
+
+namespace {
+const char* const vrNames[] = {"AE", "AS", "AT", "CS", "DA", "DS", "DT", "FL", "FD", "IS", "LO",
+                               "LT", "OB", "OW", "PN", "SH", "SL", "SQ", "SS", "ST", "TM", "UI",
+                               "UL", "UN", "US", "UT", "RT", "IM", "EX", "SI", "OX", "XL", "XS"};
+}
+
+const char* vrName(DICT_VR vr)
+{
+    return vr >= VR_AE && vr < VR_UNKNOWN ? vrNames[vr] : "??";
+}
+
+const char* wireName(DICT_VR vr)
+{
+    switch (vr) {
+    case VR_OX: return "OB";
+    case VR_XL: return "UL";
+    case VR_XS: return "US";
+    default: return vrName(vr);
+    }
+}
+
+bool bigEndian(DICT_UID xfer, bool& big)
+{
+    ARCH_ENDIAN endian;
+    if (Dict.getEndian(xfer, endian) != 0)
+        return false;
+    big = endian == ENDIAN_BIG;
+    return true;
+}
+
+}

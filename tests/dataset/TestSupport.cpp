@@ -1,0 +1,34 @@
+#include "TestSupport.h"
+
+#include <unistd.h>
+
+#include "foundation/DcLog.h"
+
+LogCapture::LogCapture(LOG_MSG logChannel) : channel(logChannel)
+{
+    char name[] = "/tmp/brenik3_dataset_logXXXXXX";
+    int fd = mkstemp(name);
+    close(fd);
+    path = name;
+    Log->setFname(channel, path.c_str());
+}
+
+LogCapture::~LogCapture()
+{
+    Log->setFname(channel, nullptr);
+    unlink(path.c_str());
+}
+
+std::string LogCapture::text()
+{
+    FILE* f = fopen(path.c_str(), "r");
+    std::string out;
+    if (f == nullptr)
+        return out;
+    char chunk[4096];
+    size_t n;
+    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0)
+        out.append(chunk, n);
+    fclose(f);
+    return out;
+}

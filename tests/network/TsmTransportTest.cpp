@@ -1,0 +1,274 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <memory>
+#include <netinet/tcp.h>
+
+#include "network/DcPduRelease.h"
+#include "tests/network/NetTestUtil.h"
+#include "tests/network/TsmTestUtil.h"
+
+namespace {
+
+int intOption(int sock, int level, int option)
+{
+    int value = 0;
+    socklen_t len = sizeof value;
+    getsockopt(sock, level, option, &value, &len);
+    return value;
+}
+
+long receiveTimeout(int sock)
+{
+    timeval tv = {};
+    socklen_t len = sizeof tv;
+    getsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &tv, &len);
+    return tv.tv_sec;
+}
+
+bool isOpen(int fd)
+{
+    return fcntl(fd, F_GETFD) != -1;
+}
+
+}
+
+class TsmListen : public ListenTableTest {};
+
+TEST_F(TsmListen, AcceptorTakesASlotWithAReusableAddress)
+{
+    int port = freePort();
+    TestTsm machine(TSM_ROLE_ACCEPTOR, port);
+    ASSERT_EQ(0, machine.getStartupStatus());
+    int slot = slotOf(port);
+    ASSERT_GE(slot, 0);
+    EXPECT_EQ(machine.listening(), DcScpSockListen[slot]);
+    EXPECT_EQ(1, DcScpListenRefCount[slot]);
+    EXPECT_NE(0, intOption(machine.listening(), SOL_SOCKET, SO_REUSEADDR));
+    EXPECT_EQ(TSM_STA1, machine.getState());
+}
+
+TEST_F(TsmListen, RequesterOpensNoPort)
+{
+    TestTsm machine(TSM_ROLE_REQUESTER, freePort());
+    EXPECT_EQ(0, machine.getStartupStatus());
+    EXPECT_EQ(0, machine.listening());
+    for (int slot = 0; slot < TSM_LISTEN_SLOTS; slot++)
+        EXPECT_EQ(-1, DcScpSockListen[slot]);
+}
+
+TEST_F(TsmListen, SecondAcceptorOnAPortSharesTheSocket)
+{
+    int port = freePort();
+    TestTsm first(TSM_ROLE_ACCEPTOR, port);
+    TestTsm second(TSM_ROLE_BOTH, port);
+    EXPECT_EQ(0, second.getStartupStatus());
+    EXPECT_EQ(first.listening(), second.listening());
+    EXPECT_EQ(2, DcScpListenRefCount[slotOf(port)]);
+}
+
+TEST_F(TsmListen, FifthDistinctPortExceedsTheTable)
+{
+    std::vector<std::unique_ptr<TestTsm>> machines;
+    for (int i = 0; i < TSM_LISTEN_SLOTS; i++) {
+        machines.emplace_back(new TestTsm(TSM_ROLE_ACCEPTOR, freePort()));
+        ASSERT_EQ(0, machines.back()->getStartupStatus());
+    }
+    LogCapture log;
+    TestTsm fifth(TSM_ROLE_ACCEPTOR, freePort());
+    EXPECT_EQ(TSM_ERR_LISTEN, fifth.getStartupStatus());
+    ASSERT_EQ(1u, log.entries.size());
+    EXPECT_EQ("Limit of 4 listening ports exceeded", log.entries[0].message);
+    EXPECT_EQ("DcTsm::sockListenOpen", log.entries[0].function);
+}
+
+TEST_F(TsmListen, PortHeldByAnotherListenerFailsToBind)
+{
+    int port = freePort();
+    int other = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr = {};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(port);
+    ASSERT_EQ(0, bind(other, reinterpret_cast<sockaddr*>(&addr), sizeof addr));
+    ASSERT_EQ(0, listen(other, 1));
+    LogCapture log;
+    TestTsm machine(TSM_ROLE_ACCEPTOR, port);
+    EXPECT_EQ(TSM_ERR_BIND, machine.getStartupStatus());
+    const LogCapture::Entry* entry = log.find("winSock error WSAEADDRINUSE");
+    ASSERT_NE(nullptr, entry);
+    EXPECT_EQ("DcTsm::sockListenOpen - bind", entry->function);
+    EXPECT_EQ(-1, slotOf(port));
+    close(other);
+}
+
+TEST_F(TsmListen, LastClosedConversationAndDestructionFreeTheSlot)
+{
+    int port = freePort();
+    {
+        TestTsm server(TSM_ROLE_ACCEPTOR, port);
+        TestTsm client(TSM_ROLE_REQUESTER, port);
+        ASSERT_EQ(0, client.sockConvOpenClient("127.0.0.1", port));
+        ASSERT_EQ(0, server.sockConvOpenServer(TSM_BLOCKING));
+        server.closeSockConv();
+        EXPECT_EQ(0, DcScpListenRefCount[slotOf(port)]);
+        EXPECT_EQ(TSM_CONN_NONE, server.getConnSide());
+    }
+    EXPECT_EQ(-1, slotOf(port));
+    TestTsm again(TSM_ROLE_ACCEPTOR, port);
+    EXPECT_EQ(0, again.getStartupStatus());
+}
+
+TEST_F(TsmListen, MachineWithoutConversationLeavesThePortOpen)
+{
+    int port = freePort();
+    int sock;
+    {
+        TestTsm idle(TSM_ROLE_ACCEPTOR, port);
+        sock = idle.listening();
+    }
+    int slot = slotOf(port);
+    ASSERT_GE(slot, 0);
+    EXPECT_EQ(sock, DcScpSockListen[slot]);
+    EXPECT_EQ(1, DcScpListenRefCount[slot]);
+    EXPECT_TRUE(isOpen(sock));
+}
+
+class TsmConnect : public ListenTableTest {
+protected:
+    void SetUp() override
+    {
+        ListenTableTest::SetUp();
+        port = freePort();
+        server.reset(new TestTsm(TSM_ROLE_ACCEPTOR, port));
+        ASSERT_EQ(0, server->getStartupStatus());
+        client.reset(new TestTsm(TSM_ROLE_REQUESTER, port));
+        DcTsmTimeoutInfo quick;
+        quick.connectTimeout = 1;
+        quick.readTimeout = 2;
+        server->setTimeoutInfo(quick);
+        client->setTimeoutInfo(quick);
+    }
+    void TearDown() override
+    {
+        client.reset();
+        server.reset();
+        ListenTableTest::TearDown();
+    }
+
+    int port = 0;
+    std::unique_ptr<TestTsm> server;
+    std::unique_ptr<TestTsm> client;
+};
+
+TEST_F(TsmConnect, RequesterAndAcceptorOpenOneConversation)
+{
+    ASSERT_EQ(0, client->sockConvOpenClient("127.0.0.1", port));
+    ASSERT_EQ(0, server->sockConvOpenServer(TSM_BLOCKING));
+    EXPECT_EQ(TSM_CONN_REQUESTER, client->getConnSide());
+    EXPECT_EQ(TSM_CONN_ACCEPTOR, server->getConnSide());
+    EXPECT_NE(0, intOption(client->conv(), IPPROTO_TCP, TCP_NODELAY));
+    EXPECT_NE(0, intOption(server->conv(), IPPROTO_TCP, TCP_NODELAY));
+    EXPECT_EQ(htonl(INADDR_LOOPBACK), server->address().sin_addr.s_addr);
+
+    ASSERT_NE(nullptr, client->conversationPdu());
+    ASSERT_NE(nullptr, server->conversationPdu());
+    EXPECT_EQ(server->conv(), server->conversationPdu()->getSockConv());
+    DcPduReleaseRq request(client->conv());
+    ASSERT_EQ(0, request.write());
+    PDU_TYPE type;
+    ASSERT_EQ(0, server->conversationPdu()->readType(type, PDU_WAIT));
+    EXPECT_EQ(PDU_RELEASE_RQ, type);
+
+    DcTsmTcpInfo tcp;
+    server->getTcpInfo(tcp);
+    EXPECT_EQ(port, tcp.port);
+    EXPECT_EQ(server->conv(), tcp.sockConv);
+    EXPECT_EQ(server->listening(), tcp.sockListen);
+    EXPECT_EQ(-1, tcp.pixelDataHandle);
+    EXPECT_EQ(-1, tcp.readDumpHandle);
+}
+
+TEST_F(TsmConnect, HostNameIsResolved)
+{
+    EXPECT_EQ(0, client->sockConvOpenClient("localhost", port));
+    EXPECT_EQ(0, server->sockConvOpenServer(TSM_NO_BLOCK));
+}
+
+TEST_F(TsmConnect, NonBlockingAcceptWithoutPeerTimesOut)
+{
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(TSM_ERR_CONNECT_TIMEOUT, server->sockConvOpenServer(TSM_NO_BLOCK));
+    double waited = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_GE(waited, 0.9);
+    EXPECT_LT(waited, 5.0);
+    EXPECT_TRUE(isOpen(server->listening()));
+    EXPECT_EQ(server->listening(), DcScpSockListen[slotOf(port)]);
+    EXPECT_EQ(TSM_CONN_NONE, server->getConnSide());
+}
+
+TEST_F(TsmConnect, NonBlockingAcceptWithoutListeningSocketTimesOut)
+{
+    EXPECT_EQ(TSM_ERR_CONNECT_TIMEOUT, client->sockConvOpenServer(TSM_NO_BLOCK));
+}
+
+TEST_F(TsmConnect, RefusedConnectionIsReportedByName)
+{
+    LogCapture log;
+    TestTsm lonely(TSM_ROLE_REQUESTER, 0);
+    EXPECT_EQ(TSM_ERR_CONNECT, lonely.sockConvOpenClient("127.0.0.1", freePort()));
+    const LogCapture::Entry* entry = log.find("winSock error WSAECONNREFUSED");
+    ASSERT_NE(nullptr, entry);
+    EXPECT_EQ("DcTsm::sockConvOpenClient - connect", entry->function);
+    EXPECT_EQ(0, lonely.conv());
+    EXPECT_EQ(TSM_CONN_NONE, lonely.getConnSide());
+}
+
+TEST_F(TsmConnect, UnresolvableHostNameFails)
+{
+    LogCapture log;
+    EXPECT_EQ(TSM_ERR_RESOLVE, client->sockConvOpenClient("no-such-host.invalid", port));
+    ASSERT_EQ(1u, log.entries.size());
+    EXPECT_EQ("DcTsm::sockConvOpenClient - gethostbyname", log.entries[0].function);
+    EXPECT_EQ(0u, log.entries[0].message.find("winSock error 0x"));
+    EXPECT_EQ(0, client->conv());
+}
+
+TEST_F(TsmConnect, TimeoutsSetWithoutConversationApplyAtTheNextOpen)
+{
+    DcTsmTimeoutInfo custom;
+    custom.connectTimeout = 4;
+    custom.readTimeout = 7;
+    custom.writeTimeout = 9;
+    EXPECT_EQ(0, client->setTimeoutInfo(custom));
+    DcTsmTimeoutInfo stored;
+    client->getTimeoutInfo(stored);
+    EXPECT_EQ(4u, stored.connectTimeout);
+    EXPECT_EQ(7u, stored.readTimeout);
+    EXPECT_EQ(9u, stored.writeTimeout);
+
+    ASSERT_EQ(0, client->sockConvOpenClient("127.0.0.1", port));
+    EXPECT_EQ(7, receiveTimeout(client->conv()));
+    custom.readTimeout = 3;
+    client->setTimeoutInfo(custom);
+    EXPECT_EQ(3, receiveTimeout(client->conv()));
+}
+
+TEST(TsmSockError, NamedErrorsAndOthersInHex)
+{
+    LogCapture log;
+    tsmReportSockError("caller", EADDRINUSE);
+    tsmReportSockError("caller", ETIMEDOUT);
+    tsmReportSockError("caller", ECONNRESET);
+    tsmReportSockError("caller", 10054);
+    ASSERT_EQ(4u, log.entries.size());
+    EXPECT_EQ("winSock error WSAEADDRINUSE", log.entries[0].message);
+    EXPECT_EQ("winSock error WSAETIMEDOUT", log.entries[1].message);
+    char reset[32];
+    snprintf(reset, sizeof reset, "winSock error 0x%x", ECONNRESET);
+    EXPECT_EQ(reset, log.entries[2].message);
+    EXPECT_EQ("winSock error 0x2746", log.entries[3].message);
+    EXPECT_EQ("caller", log.entries[0].function);
+    EXPECT_EQ(LOG_CHANNEL_2, log.entries[0].channel);
+}
