@@ -14,16 +14,10 @@
 #include "dictionary/DcDictTypes.h"
 #include "dictionary/DcDictTags.h"
 #include "dictionary/DcDict.h"
-#include "dataset/DcElemValue.h"
-#include "dataset/DcElemValueText.h"
-#include "dataset/DcElem.h"
-#include "dataset/DcElemList.h"
-#include "dataset/DcElemSq.h"
-#include "dataset/DcElemSqItem.h"
-#include "dataset/utilLocate.h"
 
 // Data elements, data sets, sequences, locating elements in encoded data.
 #include "dataset/DcElemValue.h"
+#include "dataset/DcElemValueText.h"
 #include "dataset/DcElem.h"
 #include "dataset/DcElemList.h"
 #include "dataset/DcElemSq.h"

@@ -46,7 +46,7 @@ int main(int argc, char** argv)
     CommandLine cl("b3-mkimage", "OUTPUT",
                    "Writes a synthetic CT-like axial slice (CT Image Storage, 16-bit, window 40/400) as a Part 10\n"
                    "file OUTPUT; with --count N, writes a series of N slices into the folder OUTPUT\n"
-                   "(slice-001.dcm, slice-002.dcm, ...), sharing one study and series.");
+                   "(IMG0001, IMG0002, ..., names that can serve as File IDs), sharing one study and series.");
     cl.number("-n", "--count", "N", "slices to write into the folder OUTPUT (default 1: OUTPUT is a file)", count, 1,
               999);
     cl.number("-s", "--size", "PIXELS", "rows and columns, 16 to 1024 (default 256)", size, 16, 1024);
@@ -80,7 +80,7 @@ int main(int argc, char** argv)
         std::string path = output;
         if (count > 1) {
             char name[32];
-            snprintf(name, sizeof name, "/slice-%03ld.dcm", i);
+            snprintf(name, sizeof name, "/IMG%04ld", i);
             path += name;
         }
         slice.instance = static_cast<int>(i);

@@ -178,6 +178,13 @@ void setupLog(bool verbose)
     }
 }
 
+std::string hexStatus(int status)
+{
+    char text[16];
+    snprintf(text, sizeof text, "0x%04x", status);
+    return text;
+}
+
 void fail(const char* program, const char* format, ...)
 {
     fprintf(stderr, "%s: ", program);

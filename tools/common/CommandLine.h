@@ -70,6 +70,9 @@ private:
 // on standard output stays clean.
 void setupLog(bool verbose);
 
+// A status code as "0x%04x".
+std::string hexStatus(int status);
+
 // Reports a failure of the tool on standard error, prefixed by its name.
 void fail(const char* program, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
