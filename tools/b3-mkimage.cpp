@@ -28,13 +28,6 @@ bool syntaxByName(const std::string& name, DICT_UID& xfer)
     return true;
 }
 
-std::string newUid()
-{
-    char uid[DICT_UID_MAX + 1] = "";
-    Dict.genUid(uid);
-    return uid;
-}
-
 }
 
 int main(int argc, char** argv)

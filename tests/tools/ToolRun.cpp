@@ -150,11 +150,17 @@ bool Background::running()
     return true;
 }
 
+int Background::wait(int timeoutSeconds)
+{
+    return stop(0, timeoutSeconds);
+}
+
 int Background::stop(int sig, int timeoutSeconds)
 {
     if (!running())
         return exitStatus;
-    kill(child, sig);
+    if (sig != 0)
+        kill(child, sig);
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
     if (!waitUntil(child, deadline, exitStatus)) {
         killAndReap(child);

@@ -36,6 +36,9 @@ public:
     // Sends sig and waits at most timeoutSeconds; returns the exit status,
     // or -1 when it had to be killed.
     int stop(int sig, int timeoutSeconds = 15);
+    // Waits at most timeoutSeconds for the program to end by itself; killed
+    // after that (-1).
+    int wait(int timeoutSeconds);
     bool running();
     std::string output() const;
     // Waits until text shows in the output (or the program ends).

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <unistd.h>
 
 #include <Brenik3.h>
 
@@ -99,13 +100,14 @@ private:
     }
 };
 
+}
+
 std::string newUid()
 {
     char uid[DICT_UID_MAX + 1] = "";
     Dict.genUid(uid);
-    return uid;
-}
-
+    std::string unique = std::string(uid) + "." + std::to_string(getpid());
+    return unique.size() <= DICT_UID_MAX ? unique : uid;
 }
 
 std::vector<uint16_t> syntheticPixels(unsigned int size, int instance)

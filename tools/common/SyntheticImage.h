@@ -21,6 +21,10 @@ struct SyntheticSlice {
     bool bigEndian = false;      // pixel data bytes in big-endian order
 };
 
+// A new UID from the dictionary's generator, made unique across processes
+// by the process ID (the generator counts within one process only).
+std::string newUid();
+
 // The stored values (Hounsfield units + 1024, 12 bits) of a CT-like axial
 // slice: air, a body outline with fat, soft tissue, two lungs, heart, spine,
 // ribs and the table, with a little deterministic noise.
