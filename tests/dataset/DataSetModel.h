@@ -31,13 +31,15 @@ struct ModelElem {
 };
 typedef std::vector<ModelElem> ModelSet;
 
-// A private element that the dictionary is taught as UN, so that it is read
-// in the implicit syntax as well.
-enum : unsigned int { MODEL_PRIVATE_UN_TAG = 0x00091010 };
+// A private block whose element the dictionary is taught as UN, so that it
+// is read in the implicit syntax as well.
+enum : unsigned int { MODEL_PRIVATE_CREATOR_TAG = 0x00090010, MODEL_PRIVATE_UN_TAG = 0x00091010 };
 
 inline void registerModelPrivateTags()
 {
     int tagConst;
+    if (Dict.getTagDef(MODEL_PRIVATE_CREATOR_TAG, tagConst) != 0)
+        Dict.add(MODEL_PRIVATE_CREATOR_TAG, VR_LO, 1, "ModelPrivateCreator", nullptr);
     if (Dict.getTagDef(MODEL_PRIVATE_UN_TAG, tagConst) != 0)
         Dict.add(MODEL_PRIVATE_UN_TAG, VR_UN, 1, "ModelPrivateUnknown", nullptr);
 }
