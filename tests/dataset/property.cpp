@@ -6,7 +6,7 @@
 namespace {
 
 const DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT};
-const int dataSetsPerRun = 120;
+const int dataSetsPerRun = 40;
 const int nesting = 3;
 
 const char* syntaxName(DICT_UID xfer)
