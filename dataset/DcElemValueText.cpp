@@ -50,8 +50,6 @@ const char* findRangeSeparator(const char* text, bool dateTime)
 // optional offset &HHMM.
 int parseDateTime(const char* text, DcElemValueDT& value, unsigned short group, unsigned short element)
 {
-    // Only the date part goes to the date scanner: the fraction of the
-    // seconds after it holds a '.' that a date must not have.
     char date[9];
     copyText(date, text, 8);
     int status = utilStrgToYMD(date, value.year, value.month, value.day, group, element);

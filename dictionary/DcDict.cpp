@@ -49,28 +49,32 @@ int vrLookup(DICT_VR vr, VrProperties& out, const char* function)
         logReport(LOG_CHANNEL_0, function, "Retired Data Element");
         return DICT_ERR_NOT_FOUND;
     }
-    if (vr < VR_AE || vr > VR_XS || vr == VR_IM || vr == VR_EX) {
+    int value = static_cast<int>(vr);
+    if (value < VR_AE || value > VR_XS || vr == VR_IM || vr == VR_EX) {
         logReport(LOG_CHANNEL_0, function, "Enum constant VR %d (0x%x) is not in dictionary", vr, vr);
         return DICT_ERR_NOT_FOUND;
     }
-    out = vrProperties[vr];
+    out = vrProperties[value];
     return 0;
 }
 
 }
 
-unsigned int dictNormalizeTag(unsigned int tag)
+unsigned int dictPrivateNormalForm(unsigned int tag)
 {
     unsigned int group = tag >> 16;
     unsigned int element = tag & 0xFFFF;
-    unsigned int groupHigh = group >> 8;
-    if (groupHigh == 0x50 || groupHigh == 0x60)
-        return ((groupHigh << 8 | 0xFF) << 16) | element;
-    if ((group & 1) && element != 0) {
+    if ((group & 1) && element != 0)
         element = (element & 0xFF00) ? (0xFF00 | (element & 0xFF)) : 0x00FF;
-        return (group << 16) | element;
-    }
-    return tag;
+    return (group << 16) | element;
+}
+
+unsigned int dictNormalizeTag(unsigned int tag)
+{
+    unsigned int groupHigh = tag >> 24;
+    if (groupHigh == 0x50 || groupHigh == 0x60)
+        return (groupHigh << 24) | 0x00FF0000 | (tag & 0xFFFF);
+    return dictPrivateNormalForm(tag);
 }
 
 DcDict::DcDict() : uidCounter(1), msgIdCounter(1), presCtxIdCounter(1)

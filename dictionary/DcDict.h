@@ -140,11 +140,16 @@ private:
     SqEntry* findSqList(unsigned int sqTag);
     const char* storeName(const char* name);
     int addSqList(unsigned int sqTag, const unsigned int* memberTags, int memberCount);
+    int checkSqList(unsigned int sqTag, const unsigned int* memberTags, int memberCount);
+    void storeSqList(unsigned int sqTag, const unsigned int* memberTags, int memberCount);
 };
 
 // Normal form of a tag as the dictionary keys it: repeating groups 50xx and
-// 60xx become 50FF/60FF, private data elements become xxFF/FFyy forms.
+// 60xx become 50FF/60FF, then dictPrivateNormalForm applies.
 unsigned int dictNormalizeTag(unsigned int tag);
+// Private data elements (odd group, element not 0000): element xxyy becomes
+// FFyy, element 00yy becomes 00FF. Other tags are returned unchanged.
+unsigned int dictPrivateNormalForm(unsigned int tag);
 
 extern DcDict Dict;
 

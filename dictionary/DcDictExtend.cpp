@@ -12,15 +12,6 @@ namespace {
 
 const char* const nullArgument = "Null argument passed";
 
-unsigned int privateNormalForm(unsigned int tag)
-{
-    unsigned int group = tag >> 16;
-    unsigned int element = tag & 0xFFFF;
-    if ((group & 1) && element != 0)
-        element = (element & 0xFF00) ? (0xFF00 | (element & 0xFF)) : 0x00FF;
-    return (group << 16) | element;
-}
-
 }
 
 const char* DcDict::storeName(const char* name)
@@ -46,7 +37,7 @@ int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, int* tag
                   static_cast<unsigned long>(tag));
         return DICT_ERR_EXISTS;
     }
-    tag = privateNormalForm(tag);
+    tag = dictPrivateNormalForm(tag);
     int maxConst = static_cast<int>(0x80000000u);
     int emptySlot = -1;
     for (int i = 0; i < DICT_TAG_SLOTS; ++i) {
@@ -85,43 +76,81 @@ int DcDict::add(unsigned short int group, unsigned short int element, DICT_VR vr
 int DcDict::add(unsigned int tag, int vm, const char* name, int* tagConst, const unsigned int* memberTags,
                 int memberCount)
 {
-    int status = add(tag, VR_SQ, vm, name, tagConst);
-    if (status != 0 && status != DICT_ERR_EXISTS)
-        return status;
-    DICT_VR vr;
-    getVrDef(tag, vr);
-    if (status == DICT_ERR_EXISTS && (vr != VR_SQ || findSqList(findTag(dictNormalizeTag(tag))->tag)))
-        return status;
-    return addSqList(findTag(dictNormalizeTag(tag))->tag, memberTags, memberCount);
+    int existing;
+    if (getTagDef(tag, existing) == 0) {
+        // A known sequence that has no member list yet takes the given one.
+        DcDictTagEntry* entry = findTagConst(existing);
+        if (entry->vr != VR_SQ || findSqList(entry->tag) != nullptr)
+            return add(tag, VR_SQ, vm, name, tagConst);
+        if (tagConst)
+            *tagConst = existing;
+        return addSqList(entry->tag, memberTags, memberCount);
+    }
+    unsigned int sqTag = dictPrivateNormalForm(tag);
+    int status = checkSqList(sqTag, memberTags, memberCount);
+    if (status == 0)
+        status = add(tag, VR_SQ, vm, name, tagConst);
+    if (status == 0)
+        storeSqList(sqTag, memberTags, memberCount);
+    return status;
 }
 
 int DcDict::addSqList(unsigned int sqTag, const unsigned int* memberTags, int memberCount)
+{
+    DcDictTagEntry* entry = findTag(dictNormalizeTag(sqTag));
+    if (entry == nullptr || entry->vr != VR_SQ) {
+        logReport(LOG_CHANNEL_0, "DcDict::add", "Element (%04x,%04x) is not of type SQ", sqTag >> 16,
+                  sqTag & 0xFFFF);
+        return DICT_ERR_NOT_SQ;
+    }
+    if (findSqList(entry->tag) != nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::add", "SQ tag 0x%08lx already has a member tag list",
+                  static_cast<unsigned long>(sqTag));
+        return DICT_ERR_EXISTS;
+    }
+    int status = checkSqList(entry->tag, memberTags, memberCount);
+    if (status == 0)
+        storeSqList(entry->tag, memberTags, memberCount);
+    return status;
+}
+
+// Whether a member list can be stored for sqTag: a count within the limit,
+// known members (the sequence itself may nest), a free slot.
+int DcDict::checkSqList(unsigned int sqTag, const unsigned int* memberTags, int memberCount)
 {
     if (memberTags == nullptr && memberCount > 0) {
         logReport(LOG_CHANNEL_0, "DcDict::add", "%s", nullArgument);
         return DICT_ERR_NULL_ARG;
     }
-    if (memberCount > DICT_SQ_MEMBER_LIMIT) {
+    if (memberCount < 0 || memberCount > DICT_SQ_MEMBER_LIMIT) {
         logReport(LOG_CHANNEL_0, "DcDict::add", "Number of element exceeds limit for SQ tag 0x%08lx",
                   static_cast<unsigned long>(sqTag));
         return DICT_ERR_SQ_MEMBER_LIMIT;
     }
     int tagConst;
     for (int i = 0; i < memberCount; ++i)
-        if (getTagDef(memberTags[i], tagConst) != 0) {
+        if (dictPrivateNormalForm(memberTags[i]) != sqTag && getTagDef(memberTags[i], tagConst) != 0) {
             logReport(LOG_CHANNEL_0, "DcDict::add", "Unknown element 0x%08lx added to SQ 0x%08lx",
                       static_cast<unsigned long>(memberTags[i]), static_cast<unsigned long>(sqTag));
             return DICT_ERR_SQ_UNKNOWN_MEMBER;
         }
+    for (SqEntry* slot : sqLists)
+        if (slot == nullptr)
+            return 0;
+    logReport(LOG_CHANNEL_0, "DcDict::add", "Dictionary sequence limit reached");
+    return DICT_ERR_FULL;
+}
+
+// Stores a list that checkSqList has accepted.
+void DcDict::storeSqList(unsigned int sqTag, const unsigned int* memberTags, int memberCount)
+{
     for (SqEntry*& slot : sqLists)
         if (slot == nullptr) {
             slot = new SqEntry{sqTag, new unsigned int[memberCount > 0 ? memberCount : 1], memberCount};
             for (int i = 0; i < memberCount; ++i)
                 slot->members[i] = memberTags[i];
-            return 0;
+            return;
         }
-    logReport(LOG_CHANNEL_0, "DcDict::add", "Dictionary sequence limit reached");
-    return DICT_ERR_FULL;
 }
 
 int DcDict::add(const char* uidStrg, const char* desc, DICT_UID* uid, DICT_UID_TYPE type)
@@ -195,12 +224,16 @@ int DcDict::subtract(unsigned int tag)
                   static_cast<unsigned long>(tag));
         return DICT_ERR_NOT_FOUND;
     }
-    removeTagSlot(tagConstIndex.at(tagConst));
-    for (SqEntry*& slot : sqLists)
-        if (slot && slot->sqTag == tag) {
-            delete[] slot->members;
-            delete slot;
-            slot = nullptr;
+    int slot = tagConstIndex.at(tagConst);
+    // The member list is keyed by the tag as stored (private and repeating
+    // tags in their normal form), which is the given tag for standard ones.
+    unsigned int storedTag = tags[slot]->tag;
+    removeTagSlot(slot);
+    for (SqEntry*& list : sqLists)
+        if (list && list->sqTag == storedTag) {
+            delete[] list->members;
+            delete list;
+            list = nullptr;
             break;
         }
     return 0;
@@ -222,6 +255,11 @@ int DcDict::subtract(const char* uidStrg)
         logReport(LOG_CHANNEL_0, "DcDict::subtract", "UID '%s' is not in dictionary", uidStrg);
         return DICT_ERR_NOT_FOUND;
     }
+    // Only the caller's own additions go; the built-in UIDs stay.
+    if (uids[it->second]->uid <= UID_BUILTIN_LAST) {
+        logReport(LOG_CHANNEL_0, "DcDict::subtract", "UID '%s' is built in and cannot be removed", uidStrg);
+        return DICT_ERR_NOT_FOUND;
+    }
     removeUidSlot(it->second);
     return 0;
 }
@@ -233,17 +271,19 @@ int DcDict::getSqTagList(unsigned int tag, unsigned int* memberTags, int& count)
         logReport(LOG_CHANNEL_0, "DcDict::getSqTagList", "%s", nullArgument);
         return DICT_ERR_NULL_ARG;
     }
-    DICT_VR vr;
-    int status = getVrDef(tag, vr);
-    if (status != 0)
-        return status;
-    unsigned short int group = static_cast<unsigned short int>(tag >> 16);
-    unsigned short int element = static_cast<unsigned short int>(tag);
-    if (vr != VR_SQ) {
+    DcDictTagEntry* entry = findTag(dictNormalizeTag(tag));
+    if (entry == nullptr) {
+        logReport(LOG_CHANNEL_0, "DcDict::getSqTagList", "Tag 0x%08lx is not in dictionary",
+                  static_cast<unsigned long>(tag));
+        return DICT_ERR_NOT_FOUND;
+    }
+    unsigned int group = tag >> 16;
+    unsigned int element = tag & 0xFFFF;
+    if (entry->vr != VR_SQ) {
         logReport(LOG_CHANNEL_0, "DcDict::getSqTagList", "Element (%04x,%04x) is not of type SQ", group, element);
         return DICT_ERR_NOT_SQ;
     }
-    SqEntry* list = findSqList(findTag(dictNormalizeTag(tag))->tag);
+    SqEntry* list = findSqList(entry->tag);
     if (list == nullptr) {
         logReport(LOG_CHANNEL_0, "DcDict::getSqTagList", "(%04x,%04x), member tag list missing", group, element);
         return DICT_ERR_NOT_FOUND;

@@ -3,7 +3,7 @@
 
 // Value representations. IM: take the VR from the dictionary entry of the tag.
 // VR_UNKNOWN (33) is what a failed look-up returns and an element's default.
-enum DICT_VR {
+enum DICT_VR : int {
     VR_AE = 0, VR_AS, VR_AT, VR_CS, VR_DA, VR_DS, VR_DT, VR_FL, VR_FD, VR_IS,
     VR_LO, VR_LT, VR_OB, VR_OW, VR_PN, VR_SH, VR_SL, VR_SQ, VR_SS, VR_ST,
     VR_TM, VR_UI, VR_UL, VR_UN, VR_US, VR_UT, VR_RT, VR_IM, VR_EX, VR_SI,

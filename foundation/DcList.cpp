@@ -106,11 +106,15 @@ DcNode* DcList::add(DcNode* position, DcNode* node)
         linkAfter(nullptr, node);
         return node;
     }
+    // A node listed here already is never linked a second time: that would
+    // tie the chain into a loop.
+    if (contains(node))
+        return node;
     if (position == nullptr) {
         linkAfter(tail, node);
         return node;
     }
-    if (!contains(position) || contains(node))
+    if (!contains(position))
         return node;
     if (position->previousNode)
         linkAfter(position->previousNode, node);

@@ -64,12 +64,12 @@ int DcLog::report(LOG_MSG channel, const char* function, const char* format, ...
         return LOG_ERR_NULL_FORMAT;
     va_list args;
     va_start(args, format);
-    vsnprintf(workBuf, MSG_BUF_SIZE, format, args);
+    int status = writeLine(channel, function, format, args);
     va_end(args);
-    return writeLine(channel, function, workBuf);
+    return status;
 }
 
-int DcLog::writeLine(LOG_MSG channel, const char* function, const char* message)
+int DcLog::writeLine(LOG_MSG channel, const char* function, const char* format, va_list args)
 {
     if (!validChannel(channel))
         return LOG_ERR_BAD_CHANNEL;
@@ -85,13 +85,14 @@ int DcLog::writeLine(LOG_MSG channel, const char* function, const char* message)
     time_t now = time(nullptr);
     struct tm local;
     localtime_r(&now, &local);
-    char stamp[32];
-    snprintf(stamp, sizeof stamp, "%s%02d %02d:%02d:%02d", monthNames[local.tm_mon], local.tm_mday,
+    snprintf(workBuf, MSG_BUF_SIZE, "%s%02d %02d:%02d:%02d", monthNames[local.tm_mon], local.tm_mday,
              local.tm_hour, local.tm_min, local.tm_sec);
     if (function != nullptr)
-        fprintf(out, "%s <%s> %s\n", stamp, function, message);
+        fprintf(out, "%s <%s> ", workBuf, function);
     else
-        fprintf(out, "%s %s\n", stamp, message);
+        fprintf(out, "%s ", workBuf);
+    vfprintf(out, format, args);
+    fputc('\n', out);
     if (out != stdout)
         fclose(out);
     else

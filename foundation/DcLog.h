@@ -1,6 +1,8 @@
 #ifndef BRENIK3_FOUNDATION_DCLOG_H
 #define BRENIK3_FOUNDATION_DCLOG_H
 
+#include <cstdarg>
+
 enum LOG_MSG { LOG_CHANNEL_0 = 0, LOG_CHANNEL_1, LOG_CHANNEL_2, LOG_CHANNEL_3 };
 enum LOG_ACTIVE { LOG_ON = 0, LOG_OFF = 1 };
 
@@ -31,10 +33,12 @@ public:
         __attribute__((format(printf, 4, 5)));
 
 protected:
-    // Writes one line: time stamp, function name, message.
-    int writeLine(LOG_MSG channel, const char* function, const char* message);
+    // Writes one line: time stamp, function name, the formatted message.
+    int writeLine(LOG_MSG channel, const char* function, const char* format, va_list args)
+        __attribute__((format(printf, 4, 0)));
 
 private:
+    // Work buffer of the log; the time stamp of each line is built in it.
     char* workBuf;
     // Switches and file names are kept in the order channel 2, 0, 3, 1.
     LOG_ACTIVE active[LOG_CHANNELS];

@@ -63,7 +63,10 @@ int utilHMSToDouble(int hour, int minute, double second, double& value)
 
 int utilDoubleToHMS(double value, int& hour, int& minute, double& second)
 {
-    long t = static_cast<long>(value);
+    // A value beyond the range of whole numbers (or not a number) has no
+    // hours and minutes; converting it would be undefined.
+    double whole = std::trunc(value);
+    long t = (whole > -1e15 && whole < 1e15) ? static_cast<long>(whole) : 0;
     hour = static_cast<int>(t / 10000);
     minute = static_cast<int>((t / 100) % 100);
     second = std::fmod(value, 100.0);

@@ -1,0 +1,50 @@
+#ifndef BRENIK3_TESTS_LOGCAPTURE_H
+#define BRENIK3_TESTS_LOGCAPTURE_H
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "foundation/DcLog.h"
+
+// Installs itself as the process-wide log for its lifetime and keeps every
+// report instead of printing it.
+class LogCapture : public DcLog {
+public:
+    struct Line {
+        LOG_MSG channel;
+        std::string function;
+        std::string message;
+    };
+
+    LogCapture() : saved(Log) { Log = this; }
+    ~LogCapture() override { Log = saved; }
+
+    __attribute__((format(printf, 4, 5))) int report(LOG_MSG channel, const char* function, const char* format,
+                                                     ...) override
+    {
+        char text[4096];
+        va_list args;
+        va_start(args, format);
+        vsnprintf(text, sizeof text, format, args);
+        va_end(args);
+        lines.push_back({channel, function ? function : "", text});
+        return 0;
+    }
+
+    bool has(const std::string& function, const std::string& message) const
+    {
+        for (const Line& line : lines)
+            if (line.function == function && line.message == message)
+                return true;
+        return false;
+    }
+
+    std::vector<Line> lines;
+
+private:
+    DcLog* saved;
+};
+
+#endif
