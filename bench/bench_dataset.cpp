@@ -156,6 +156,54 @@ void BM_ParseAscending(benchmark::State& state)
 BENCHMARK(BM_ParseAscending)->Arg(9000)->Arg(20000)->Arg(45000)->Arg(largestSet)->Unit(benchmark::kMillisecond)
     ->Complexity(benchmark::oN);
 
+// The same question for 20,000 and 200,000 elements: a data set can hold only
+// so many distinct tags, so here the elements stand ten to an item in one
+// sequence, each item in ascending tag order.
+Bytes itemElementsEncoding(int count, DICT_UID xfer)
+{
+    DcElemSqItem item;
+    item.add(new DcElem(T_0008_0100_codeValue, "T-D1100"));
+    item.add(new DcElem(T_0008_0102_codingSchemeDesignator, "SRT"));
+    item.add(new DcElem(T_0008_0104_codeMeaning, "Body part"));
+    item.add(new DcElem(T_0008_1150_referencedSopClassUid, "1.2.840.10008.5.1.4.1.1.2"));
+    item.add(new DcElem(T_0008_1155_referencedSopInstanceUid, "2.999.7321.1.2.3.4"));
+    item.add(new DcElem(T_0020_0013_instanceNumber, "17"));
+    item.add(new DcElem(T_0028_0010_rows, static_cast<unsigned short>(512)));
+    item.add(new DcElem(T_0028_0011_columns, static_cast<unsigned short>(512)));
+    item.add(new DcElem(T_0028_0030_pixelSpacing, "0.5\\0.5"));
+    item.add(new DcElem(T_0028_0100_bitsAllocated, static_cast<unsigned short>(16)));
+    unsigned int size = 0, len = 0;
+    item.getBufSize(size, 0);
+    Bytes one(size);
+    item.frame(one.data(), len, xfer);
+    one.resize(len);
+    const int elementsPerItem = 10;
+    int items = count / elementsPerItem;
+    Bytes bytes;
+    bytes.reserve(12 + one.size() * items);
+    const unsigned char header[12] = {0x08, 0x00, 0x40, 0x11, 'S', 'Q', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF};
+    bytes.insert(bytes.end(), header, header + 12);
+    for (int i = 0; i < items; ++i)
+        bytes.insert(bytes.end(), one.begin(), one.end());
+    const unsigned char end[8] = {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
+    bytes.insert(bytes.end(), end, end + 8);
+    return bytes;
+}
+
+void BM_ParseElementsInItems(benchmark::State& state)
+{
+    int count = static_cast<int>(state.range(0));
+    Bytes bytes = itemElementsEncoding(count, UID_LITTLE_ENDIAN_EXPLICIT);
+    for (auto _ : state) {
+        DcElemList list;
+        unsigned int left = static_cast<unsigned int>(bytes.size());
+        list.parse(bytes.data(), left, UID_LITTLE_ENDIAN_EXPLICIT);
+    }
+    state.SetItemsProcessed(state.iterations() * count);
+    state.SetComplexityN(count);
+}
+BENCHMARK(BM_ParseElementsInItems)->Arg(20000)->Arg(200000)->Unit(benchmark::kMillisecond)->Complexity(benchmark::oN);
+
 const unsigned int largeValue = 64u * 1024 * 1024;
 
 // One OB or OW element of 64 MB, framed.
