@@ -1,0 +1,75 @@
+#include "message/DcCmdCStore.h"
+
+namespace {
+
+const DcCmdParm cStoreRqParms[] = {
+    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
+    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
+    {T_0000_0100_command, CMD_PARM_REQUIRED},
+    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
+    {T_0000_0200_initiator, CMD_PARM_OPTIONAL},
+    {T_0000_0300_receiver, CMD_PARM_OPTIONAL},
+    {T_0000_0700_priority, CMD_PARM_REQUIRED},
+    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
+    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_REQUIRED},
+    {T_0000_1030_moveOriginatorApplicationEntityTitle, CMD_PARM_OPTIONAL},
+    {T_0000_1031_moveOriginatorMessageId, CMD_PARM_OPTIONAL},
+    {CMD_PARM_END, 0},
+};
+
+const DcCmdParm cStoreRspParms[] = {
+    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
+    {T_0000_0001_commandLengthToEnd, CMD_PARM_OPTIONAL},
+    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
+    {T_0000_0100_command, CMD_PARM_REQUIRED},
+    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
+    {T_0000_0200_initiator, CMD_PARM_OPTIONAL},
+    {T_0000_0300_receiver, CMD_PARM_OPTIONAL},
+    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
+    {T_0000_0900_status, CMD_PARM_REQUIRED},
+    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_OPTIONAL},
+    {CMD_PARM_END, 0},
+};
+
+const DcCmdRspCopy cStoreRspCopies[] = {
+    {T_0000_0002_affectedSopClassUid, T_0000_0002_affectedSopClassUid, true, "T_0000_0002_affectedSopClassUid"},
+    {T_0000_0200_initiator, T_0000_0300_receiver, false, "T_0000_0200_initiator"},
+    {T_0000_0300_receiver, T_0000_0200_initiator, false, "T_0000_0300_receiver"},
+    {T_0000_0110_messageId, T_0000_0120_messageIdBeingRespondedTo, true, "T_0000_0110_messageId"},
+    {T_0000_1000_affectedSopInstanceUid, T_0000_1000_affectedSopInstanceUid, true, "T_0000_1000_affectedSopInstanceUid"},
+};
+
+const DcCmdRspRule cStoreRspRule = {
+    "DcCmdCStoreRsp::parseRequest", CMD_C_STORE_RQ, "C-STORE-RQ",
+    CSTORE_RSP_ERR_NULL_ARG, CSTORE_RSP_ERR_INCOMPATIBLE, CSTORE_RSP_ERR_MISSING, LOG_CHANNEL_2,
+    cStoreRspCopies, sizeof cStoreRspCopies / sizeof cStoreRspCopies[0],
+};
+
+}
+
+DcCmdCStoreRq::DcCmdCStoreRq() : DcCmd(CMD_C_STORE_RQ, CMD_DATASET_PRESENT)
+{
+    initialize();
+}
+
+int DcCmdCStoreRq::initialize()
+{
+    setParmList(cStoreRqParms);
+    return 0;
+}
+
+DcCmdCStoreRsp::DcCmdCStoreRsp() : DcCmd(CMD_C_STORE_RSP, CMD_DATASET_ABSENT)
+{
+    initialize();
+}
+
+int DcCmdCStoreRsp::initialize()
+{
+    setParmList(cStoreRspParms);
+    return 0;
+}
+
+int DcCmdCStoreRsp::parseRequest(DcCmd* request)
+{
+    return parseRequestBy(request, cStoreRspRule);
+}

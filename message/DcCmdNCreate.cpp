@@ -1,0 +1,65 @@
+#include "message/DcCmdNCreate.h"
+
+namespace {
+
+const DcCmdParm nCreateRqParms[] = {
+    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
+    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
+    {T_0000_0100_command, CMD_PARM_REQUIRED},
+    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
+    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
+    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_OPTIONAL},
+    {CMD_PARM_END, 0},
+};
+
+const DcCmdParm nCreateRspParms[] = {
+    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
+    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
+    {T_0000_0100_command, CMD_PARM_REQUIRED},
+    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
+    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
+    {T_0000_0900_status, CMD_PARM_REQUIRED},
+    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_CONDITIONAL},
+    {CMD_PARM_END, 0},
+};
+
+const DcCmdRspCopy nCreateRspCopies[] = {
+    {T_0000_0110_messageId, T_0000_0120_messageIdBeingRespondedTo, true, "T_0000_0110_messageId"},
+    {T_0000_0002_affectedSopClassUid, T_0000_0002_affectedSopClassUid, false, "T_0000_0002_affectedSopClassUid"},
+    {T_0000_1000_affectedSopInstanceUid, T_0000_1000_affectedSopInstanceUid, false, "T_0000_1000_affectedSopInstanceUid"},
+};
+
+const DcCmdRspRule nCreateRspRule = {
+    "DcCmdNCreateRsp::parseRequest", CMD_N_CREATE_RQ, "N-CREATE-RQ",
+    NCREATE_RSP_ERR_NULL_ARG, NCREATE_RSP_ERR_INCOMPATIBLE, NCREATE_RSP_ERR_MISSING, LOG_CHANNEL_2,
+    nCreateRspCopies, sizeof nCreateRspCopies / sizeof nCreateRspCopies[0],
+};
+
+}
+
+DcCmdNCreateRq::DcCmdNCreateRq() : DcCmd(CMD_N_CREATE_RQ, CMD_DATASET_PRESENT)
+{
+    initialize();
+}
+
+int DcCmdNCreateRq::initialize()
+{
+    setParmList(nCreateRqParms);
+    return 0;
+}
+
+DcCmdNCreateRsp::DcCmdNCreateRsp() : DcCmd(CMD_N_CREATE_RSP, CMD_DATASET_OPTIONAL)
+{
+    initialize();
+}
+
+int DcCmdNCreateRsp::initialize()
+{
+    setParmList(nCreateRspParms);
+    return 0;
+}
+
+int DcCmdNCreateRsp::parseRequest(DcCmd* request)
+{
+    return parseRequestBy(request, nCreateRspRule);
+}

@@ -1,0 +1,65 @@
+#include "message/DcCmdNSet.h"
+
+namespace {
+
+const DcCmdParm nSetRqParms[] = {
+    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
+    {T_0000_0003_requestedSopClassUid, CMD_PARM_REQUIRED},
+    {T_0000_0100_command, CMD_PARM_REQUIRED},
+    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
+    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
+    {T_0000_1001_requestedSopInstanceUid, CMD_PARM_REQUIRED},
+    {CMD_PARM_END, 0},
+};
+
+const DcCmdParm nSetRspParms[] = {
+    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
+    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
+    {T_0000_0100_command, CMD_PARM_REQUIRED},
+    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
+    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
+    {T_0000_0900_status, CMD_PARM_REQUIRED},
+    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_OPTIONAL},
+    {CMD_PARM_END, 0},
+};
+
+const DcCmdRspCopy nSetRspCopies[] = {
+    {T_0000_0110_messageId, T_0000_0120_messageIdBeingRespondedTo, true, "T_0000_0110_messageId"},
+    {T_0000_0003_requestedSopClassUid, T_0000_0002_affectedSopClassUid, false, "T_0000_0003_requestedSopClassUid"},
+    {T_0000_1001_requestedSopInstanceUid, T_0000_1000_affectedSopInstanceUid, false, "T_0000_1001_requestedSopInstanceUid"},
+};
+
+const DcCmdRspRule nSetRspRule = {
+    "DcCmdNSetRsp::parseRequest", CMD_N_SET_RQ, "N-SET-RQ",
+    NSET_RSP_ERR_NULL_ARG, NSET_RSP_ERR_INCOMPATIBLE, NSET_RSP_ERR_MISSING, LOG_CHANNEL_2,
+    nSetRspCopies, sizeof nSetRspCopies / sizeof nSetRspCopies[0],
+};
+
+}
+
+DcCmdNSetRq::DcCmdNSetRq() : DcCmd(CMD_N_SET_RQ, CMD_DATASET_PRESENT)
+{
+    initialize();
+}
+
+int DcCmdNSetRq::initialize()
+{
+    setParmList(nSetRqParms);
+    return 0;
+}
+
+DcCmdNSetRsp::DcCmdNSetRsp() : DcCmd(CMD_N_SET_RSP, CMD_DATASET_OPTIONAL)
+{
+    initialize();
+}
+
+int DcCmdNSetRsp::initialize()
+{
+    setParmList(nSetRspParms);
+    return 0;
+}
+
+int DcCmdNSetRsp::parseRequest(DcCmd* request)
+{
+    return parseRequestBy(request, nSetRspRule);
+}
