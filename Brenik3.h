@@ -23,8 +23,8 @@
 #include "dataset/DcElemSq.h"
 #include "dataset/DcElemSqItem.h"
 #include "dataset/utilLocate.h"
-#include "network/DcPduDataTf.h"
-#include "network/utilMoveElem.h"
+
+// Messages, information objects and the DIMSE commands.
 #include "message/DcMsg.h"
 #include "message/DcIod.h"
 #include "message/DcCmd.h"
@@ -47,6 +47,8 @@
 #include "network/DcPduAssoRj.h"
 #include "network/DcPduRelease.h"
 #include "network/DcPduAbort.h"
+#include "network/DcPduDataTf.h"
+#include "network/utilMoveElem.h"
 #include "network/DcTsm.h"
 
 #endif
