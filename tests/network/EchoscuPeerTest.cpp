@@ -1,53 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <cstdlib>
 #include <string>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include "network/DcPduAssoAcRq.h"
+#include "tests/network/PeerProcess.h"
 #include "tests/network/TsmTestUtil.h"
-
-extern char** environ;
-
-namespace {
-
-// Runs one outside program for the length of a test and kills it at the end.
-class PeerProcess {
-public:
-    explicit PeerProcess(std::vector<std::string> args)
-    {
-        std::vector<char*> argv;
-        for (std::string& arg : args)
-            argv.push_back(&arg[0]);
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-        if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0)
-            pid = -1;
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    ~PeerProcess()
-    {
-        if (pid > 0) {
-            kill(pid, SIGKILL);
-            waitpid(pid, nullptr, 0);
-        }
-    }
-    PeerProcess(const PeerProcess&) = delete;
-    PeerProcess& operator=(const PeerProcess&) = delete;
-
-    pid_t pid = -1;
-};
-
-}
 
 class EchoscuPeer : public ListenTableTest {};
 
