@@ -181,4 +181,82 @@ inline std::string textOf(DcMsg* msg, int tag)
     return text;
 }
 
+inline Bytes pattern(size_t len, unsigned int seed)
+{
+    Bytes bytes(len);
+    for (size_t i = 0; i < len; i++)
+        bytes[i] = static_cast<unsigned char>((i * 31 + seed) >> 3);
+    return bytes;
+}
+
+// The bytes of a message's Pixel Data, in memory or on disk.
+inline Bytes pixelsOf(DcMsg* msg)
+{
+    DcBuf value;
+    if (msg->getValue(static_cast<int>(T_7fe0_0010_pixelData), value, ELEM_VAL_INDEX_KEEP) != 0)
+        return {};
+    Bytes out(value.getLen());
+    if (value.getType() == BUF_MEMORY)
+        memcpy(out.data(), value.getBuf(), out.size());
+    else if (pread(value.getHandle(), out.data(), out.size(), value.getOffset()) != static_cast<ssize_t>(out.size()))
+        return {};
+    return out;
+}
+
+inline DcCmdCStoreRq* storeRequest(const char* instance, const Bytes& pixels, int fileHandle = -1)
+{
+    DcCmdCStoreRq* rq = new DcCmdCStoreRq();
+    rq->add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_CT_IMAGE_STORAGE));
+    rq->add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
+    rq->add(new DcElem(static_cast<int>(T_0000_1000_affectedSopInstanceUid), instance));
+    rq->add(new DcElem(static_cast<int>(T_0008_0016_sopClassUid), UID_CT_IMAGE_STORAGE));
+    rq->add(new DcElem(static_cast<int>(T_0008_0018_sopInstanceUid), instance));
+    rq->add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^Jane"));
+    rq->add(new DcElem(static_cast<int>(T_0028_0010_rows), static_cast<unsigned short>(512)));
+    if (fileHandle >= 0) {
+        rq->add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), fileHandle, 0,
+                           static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT));
+    } else {
+        void* block = malloc(pixels.size());
+        memcpy(block, pixels.data(), pixels.size());
+        DcBuf buf(block, static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT);
+        rq->add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), &buf));
+    }
+    return rq;
+}
+
+// An SCP that stores into memory and answers each C-STORE.
+struct StoreScp : ScpThread {
+    StoreScp()
+    {
+        handler = [this](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+            if (typeOf(msg) == MSG_C_STORE_RQ) {
+                pending.reset(new DcCmdCStoreRsp());
+                pending->parseRequest(static_cast<DcCmd*>(msg));
+                return;
+            }
+            if (typeOf(msg) != MSG_IOD || !pending)
+                return;
+            {
+                std::lock_guard<std::mutex> hold(stored);
+                pixels.push_back(pixelsOf(msg));
+                names.push_back(textOf(msg, T_0010_0010_patientName));
+                instances.push_back(textOf(msg, T_0008_0018_sopInstanceUid));
+                DcBuf value;
+                msg->getValue(static_cast<int>(T_7fe0_0010_pixelData), value, ELEM_VAL_INDEX_KEEP);
+                onDisk.push_back(value.getType() == BUF_DISK);
+            }
+            pending->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
+            msm.write(sop, pending.get());
+            pending.reset();
+        };
+    }
+    std::unique_ptr<DcCmdCStoreRsp> pending;
+    std::mutex stored;
+    std::vector<Bytes> pixels;
+    std::vector<std::string> names;
+    std::vector<std::string> instances;
+    std::vector<bool> onDisk;
+};
+
 #endif
