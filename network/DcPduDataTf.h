@@ -16,7 +16,7 @@ enum {
     PDV_ITEM_EXTRA = 2,           // context ID and control header, counted in the item length
     PDV_FRAGMENT_RESERVE = 32,    // a full fragment holds the maximum PDU length minus this
     PDV_READ_STEP = 1024 * 1024,  // first allocation of a received fragment; grows as bytes arrive
-    PDV_CMD_FRAME_SPARE = 1024    // spare room behind a framed command or data set
+    PDV_FRAME_SPARE = 1024    // spare room behind a framed command or data set
 };
 
 // Bits of the message control header.

@@ -182,7 +182,7 @@ int DcPduDataTf::writeCmd(DcElemList* cmd)
 {
     unsigned int size = 0;
     cmd->getBufSize(size, 0);
-    size_t capacity = static_cast<size_t>(size) + PDV_CMD_FRAME_SPARE;
+    size_t capacity = static_cast<size_t>(size) + PDV_FRAME_SPARE;
     unsigned char* buf = static_cast<unsigned char*>(malloc(capacity));
     if (buf == nullptr) {
         logReport(LOG_CHANNEL_2, "DcPduDataTf::writeCmd", "Out of memory for a command of %u bytes", size);
@@ -222,7 +222,7 @@ int DcPduDataTf::writeDataBufList(DcElemList* data)
     int exclude[] = {T_7fe0_0010_pixelData, -1};
     unsigned int size = 0;
     data->getBufSize(size, exclude);
-    unsigned int capacity = size + PDV_CMD_FRAME_SPARE;
+    unsigned int capacity = size + PDV_FRAME_SPARE;
     void* block = malloc(capacity);
     if (block == nullptr) {
         logReport(LOG_CHANNEL_2, function, "Out of memory for a data set of %u bytes", size);
