@@ -2,6 +2,7 @@
 #define BRENIK3_MEDIA_DCDIRREC_H
 
 #include <cstdio>
+#include <map>
 
 #include "dataset/DcElemList.h"
 #include "foundation/DcList.h"
@@ -157,6 +158,11 @@ protected:
     virtual const char* rootPath() { return nullptr; }
     // Links a child without the hierarchy check (records read from a file).
     void link(DcDirRec* child);
+    // Makes this record's fields, attributes and lower levels deep copies of
+    // those of from, with MRDR links leading to the copies.
+    void copyTreeFrom(DcDirRec& from);
+    // Destroys every lower level record.
+    void clearTree() { children.destroyAllNodes(); }
     // Parses the chain of siblings that begins at offset under parent.
     static int parseChain(DcDirRec* parent, DcDirRecWalk& walk, unsigned int offset);
     // Links the records that refer to MRDRs, reading the MRDRs under top.
@@ -188,6 +194,7 @@ private:
     bool fileIdInUse(const char* id);
     void clearRefFile();
     void printTree(FILE* stream, const char* indent);
+    void copyRecord(DcDirRec& from, std::map<DcDirRec*, DcDirRec*>& copies);
 };
 
 #endif

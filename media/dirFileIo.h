@@ -2,6 +2,9 @@
 #define BRENIK3_MEDIA_DIRFILEIO_H
 
 #include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -25,6 +28,24 @@ inline size_t dirReadAt(int handle, unsigned char* buf, size_t len, off_t offset
         done += static_cast<size_t>(got);
     }
     return done;
+}
+
+// The native path of a file of a file set: the root path, "/", and the File
+// ID with its "\" separators turned into "/".
+inline std::string dirFullPath(const char* root, const char* fileId)
+{
+    std::string path = std::string(root) + "/" + fileId;
+    for (size_t i = path.size() - strlen(fileId); i < path.size(); ++i)
+        if (path[i] == '\\')
+            path[i] = '/';
+    return path;
+}
+
+// The implementation class UID written when the caller sets none.
+inline void dirFillImplClassUid(DcDirMetaInfo& info)
+{
+    if (info.implClassUid[0] == '\0')
+        snprintf(info.implClassUid, sizeof info.implClassUid, "%s.%d.%d.%d", DIR_UID_ROOT, 4, 3, 2);
 }
 
 // The record of a file read without meta information: reset, Implicit VR

@@ -167,8 +167,7 @@ int completeMetaInfo(DcDirMetaInfo& info, DcElemList& list, DcBuf& pixels)
         }
         strcpy(info.sopInstanceUid, uid);
     }
-    if (info.implClassUid[0] == '\0')
-        snprintf(info.implClassUid, sizeof info.implClassUid, "%s.%d.%d.%d", DIR_UID_ROOT, 4, 3, 2);
+    dirFillImplClassUid(info);
     return dirCheckMetaInfo(info);
 }
 
