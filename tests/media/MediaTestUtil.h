@@ -164,9 +164,9 @@ inline int run(const std::string& command, std::string& output)
 }
 
 // A small image data set: patient, study, series and instance attributes and
-// rows x columns pixels of the given bit depth held in memory.
+// rows x columns pixels of the given bit depth held in memory, if asked.
 inline void buildImage(DcElemList& list, const char* instanceUid, unsigned short rows = 4,
-                       unsigned short columns = 4, unsigned short bits = 8)
+                       unsigned short columns = 4, unsigned short bits = 8, bool withPixels = true)
 {
     list.add(new DcElem(T_0008_0016_sopClassUid, UID_SC_IMAGE_STORAGE));
     list.add(new DcElem(T_0008_0018_sopInstanceUid, instanceUid));
@@ -184,6 +184,8 @@ inline void buildImage(DcElemList& list, const char* instanceUid, unsigned short
     list.add(new DcElem(T_0028_0101_bitsStored, bits));
     list.add(new DcElem(T_0028_0102_highBit, static_cast<unsigned short>(bits - 1)));
     list.add(new DcElem(T_0028_0103_pixelRepresentation, static_cast<unsigned short>(0)));
+    if (!withPixels)
+        return;
     unsigned int len = static_cast<unsigned int>(rows) * columns * (bits / 8);
     Bytes pixels(len);
     for (unsigned int i = 0; i < len; ++i)
