@@ -202,4 +202,22 @@ inline std::string textOf(DcElemList& list, int tagConst)
     return buf;
 }
 
+
+
+#include "media/dirFile.h"
+
+// Writes a small image file at root/relative (directories made as needed).
+inline int writeImageFile(const std::string& root, const std::string& relative, const char* instanceUid,
+                          DICT_UID xfer = UID_LITTLE_ENDIAN_EXPLICIT)
+{
+    std::string path = root + "/" + relative;
+    for (size_t slash = path.find('/', root.size() + 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1))
+        mkdir(path.substr(0, slash).c_str(), 0755);
+    DcElemList list;
+    buildImage(list, instanceUid);
+    DcDirMetaInfo info;
+    info.xferSyn = xfer;
+    return dirWriteFile(path.c_str(), info, list);
+}
 #endif
