@@ -131,11 +131,15 @@ int DcMediaMgr::mInquireFile(const char* fileId, DcElemValueDT& created, DcElemV
     const char* name = "DcMediaMgr::mInquireFile";
     if (!grantsOf(role).inquireFile)
         return refuse(name, "M-INQUIRE FILE");
+    if (fileId == nullptr) {
+        logReport(LOG_CHANNEL_0, name, "Null argument passed");
+        return MEDIA_ERR_NULL_ARG;
+    }
     created.reset();
     modified.reset();
     char root[DIR_PATH_MAX];
     getRootPath(root);
-    std::string path = dirFullPath(root, fileId != nullptr ? fileId : "");
+    std::string path = dirFullPath(root, fileId);
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
         logReport(LOG_CHANNEL_2, name, "stat error file '%s'", path.c_str());
