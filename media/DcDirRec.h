@@ -10,7 +10,7 @@
 #include "media/DcDirMetaInfo.h"
 
 // Directory record types; the text of each is written in (0004,1430).
-enum DIR_REC {
+enum DIR_REC : int {
     DIR_REC_PATIENT = 0,
     DIR_REC_STUDY,
     DIR_REC_SERIES,
@@ -34,7 +34,7 @@ enum DIR_REC {
     DIR_REC_UNKNOWN
 };
 
-enum DIR_REC_IN_USE { DIR_REC_INACTIVE = 0, DIR_REC_ACTIVE = 0xFFFF };
+enum DIR_REC_IN_USE : int { DIR_REC_INACTIVE = 0, DIR_REC_ACTIVE = 0xFFFF };
 
 // Whether framing, sizing, printing and reversal cover the lower levels too.
 enum DIR_INCLUDE_CHILD { DIR_CHILD_EXCLUDE = 0, DIR_CHILD_INCLUDE = 1 };

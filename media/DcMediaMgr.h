@@ -19,7 +19,7 @@ enum {
 
 // Roles: 1 creates a file set, 2 reads one, 4 updates one; values combine by
 // addition. 8 and above grant nothing.
-enum MEDIA_ROLE {
+enum MEDIA_ROLE : int {
     MEDIA_ROLE_NONE = 0,
     MEDIA_ROLE_FSC = 1,
     MEDIA_ROLE_FSR = 2,

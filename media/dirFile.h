@@ -27,7 +27,8 @@ int dirReadFile(const char* path, DcDirMetaInfo& info, DcElemList& list);
 // disk buffer on its own handle of the file (offset and length of the value;
 // the fragments without their closing delimiter when encapsulated). Writing
 // such a list with dirWriteFile streams the pixels from the file. The 128
-// Mbyte limit applies to the bytes read into memory.
+// Mbyte limit applies to the bytes read into memory; files up to 2 Gbyte
+// are taken (disk buffer offsets are ints).
 int dirReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemList& list);
 
 // Writes list as a file at path, completing unset fields of info from the

@@ -160,16 +160,17 @@ int dirReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemList& list)
         return DIR_ERR_STAT;
     }
     unsigned long long size = static_cast<unsigned long long>(status.st_size);
+    if (size > 0x7FFFFFFFULL) {
+        close(handle);
+        logReport(LOG_CHANNEL_2, readerName, "File '%s', size exceeds the 2 Gbyte offset range", path);
+        return DIR_ERR_SIZE_LIMIT;
+    }
     unsigned long long start = dataOffset < size ? dataOffset : size;
     bool found = false;
     PixelExtent extent{size, size, 0, size};
     int result = locatePixelData(handle, start, size, xfer, found, extent);
     if (result == 0 && (extent.start - start) + (size - extent.end) > DIR_SIZE_LIMIT) {
         logReport(LOG_CHANNEL_2, readerName, "File '%s', size exceeds limit of %d Mbyte", path, DIR_SIZE_LIMIT_MBYTES);
-        result = DIR_ERR_SIZE_LIMIT;
-    }
-    if (result == 0 && found && extent.value + extent.valueLen > 0x7FFFFFFFULL) {
-        logReport(LOG_CHANNEL_2, readerName, "File '%s', Pixel Data beyond the 2 Gbyte offset range", path);
         result = DIR_ERR_SIZE_LIMIT;
     }
     if (result != 0) {

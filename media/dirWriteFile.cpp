@@ -295,8 +295,11 @@ int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
 
     if (diskPixels) {
         status = copyPixels(out, pixels, info.xferSyn);
-        if (status == 0 && aside.trailing.first() != nullptr)
-            status = appendTrailing(out, aside.trailing, info.xferSyn);
+        if (aside.trailing.first() != nullptr) {
+            int trailingStatus = appendTrailing(out, aside.trailing, info.xferSyn);
+            if (status == 0)
+                status = trailingStatus;
+        }
     }
     if (fclose(out) != 0 && status == 0) {
         logReport(LOG_CHANNEL_2, "dirWriteFile", "Write error, disk may be full");

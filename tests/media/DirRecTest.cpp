@@ -76,14 +76,6 @@ TEST(DirRecHierarchy, FollowsTheTableOfAllowedLowerLevels)
     delete study;
 }
 
-TEST(DirRecTypes, MapBetweenValuesAndTexts)
-{
-    EXPECT_STREQ(dirGetDesc(DIR_REC_MODALITY_LUT), "MODALITY LUT");
-    EXPECT_STREQ(dirGetDesc(static_cast<DIR_REC>(42)), "UNKNOWN");
-    EXPECT_EQ(dirGetType("STUDY COMPONENT"), DIR_REC_STUDY_COMPONENT);
-    EXPECT_EQ(dirGetType("study"), DIR_REC_UNKNOWN);
-}
-
 class DirRecFileId : public ::testing::Test {
 protected:
     TempDir dir;

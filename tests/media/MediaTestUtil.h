@@ -80,7 +80,8 @@ inline void writeBytes(const std::string& path, const Bytes& bytes)
     FILE* f = fopen(path.c_str(), "wb");
     if (f == nullptr)
         return;
-    fwrite(bytes.data(), 1, bytes.size(), f);
+    if (!bytes.empty())
+        fwrite(bytes.data(), 1, bytes.size(), f);
     fclose(f);
 }
 
