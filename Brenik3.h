@@ -10,5 +10,12 @@
 #include "dictionary/DcDictTypes.h"
 #include "dictionary/DcDictTags.h"
 #include "dictionary/DcDict.h"
+#include "dataset/DcElemValue.h"
+#include "dataset/DcElemValueText.h"
+#include "dataset/DcElem.h"
+#include "dataset/DcElemList.h"
+#include "dataset/DcElemSq.h"
+#include "dataset/DcElemSqItem.h"
+#include "dataset/utilLocate.h"
 
 #endif

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "dataset/DcElemValue.h"
+#include "dictionary/DcDictTags.h"
 #include "dictionary/DcDictTypes.h"
 #include "foundation/DcBuf.h"
 #include "foundation/DcNode.h"

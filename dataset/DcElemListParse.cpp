@@ -102,6 +102,8 @@ int DcElemList::readHdr(unsigned char* buf, unsigned int len, DICT_UID xfer, DcE
     bool big;
     if (!bigEndian(xfer, big))
         return ELEM_ERR_XFER_SYNTAX;
+    if (buf[0] == 0 && buf[1] == 0)
+        big = false;
     hdr.group = byteorder::get16(buf, big);
     hdr.element = byteorder::get16(buf + 2, big);
     return 0;

@@ -50,7 +50,9 @@ const char* findRangeSeparator(const char* text, bool dateTime)
 // optional offset &HHMM.
 int parseDateTime(const char* text, DcElemValueDT& value, unsigned short group, unsigned short element)
 {
-    int status = utilStrgToYMD(text, value.year, value.month, value.day, group, element);
+    char date[9];
+    copyText(date, text, 8);
+    int status = utilStrgToYMD(date, value.year, value.month, value.day, group, element);
     if (status != 0)
         return status;
     char time[TEXT_MAX + 1];

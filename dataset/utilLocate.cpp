@@ -165,7 +165,7 @@ bool findClosing(Source& source, unsigned int start, Closing closing, bool big, 
     return false;
 }
 
-// The first Sequence Delimitation Item at an even distance, searched byte-wise.
+// The first Sequence Delimitation Item at an even distance from start.
 bool findDelimiter(MemorySource& source, unsigned int start, bool big, unsigned int& distance)
 {
     unsigned char pattern[8] = {0, 0, 0, 0, 0, 0, 0, 0};
@@ -174,11 +174,11 @@ bool findDelimiter(MemorySource& source, unsigned int start, bool big, unsigned 
     unsigned int end = source.length();
     unsigned int p = start;
     while (p + 8 <= end) {
-        const void* hit = memchr(data + p, pattern[0], end - p - 7);
+        const void* hit = memmem(data + p, end - p, pattern, sizeof pattern);
         if (hit == nullptr)
             return false;
         unsigned int at = static_cast<unsigned int>(static_cast<const unsigned char*>(hit) - data);
-        if ((at - start) % 2 == 0 && memcmp(data + at, pattern, 8) == 0) {
+        if ((at - start) % 2 == 0) {
             distance = at - start;
             return true;
         }

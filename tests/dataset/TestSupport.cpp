@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 
 LogCapture::LogCapture(LOG_MSG logChannel) : channel(logChannel)
@@ -31,4 +32,12 @@ std::string LogCapture::text()
         out.append(chunk, n);
     fclose(f);
     return out;
+}
+
+unsigned int privateTag(DICT_VR vr, int vm)
+{
+    int vmIndex = vm == 0 ? 0 : vm == 1 ? 1 : vm == 2 ? 2 : 3;
+    unsigned int tag = 0x00091000u | static_cast<unsigned int>(vr * 4 + vmIndex);
+    Dict.add(tag, vr, vm, nullptr, nullptr);
+    return tag;
 }

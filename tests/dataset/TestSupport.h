@@ -72,4 +72,11 @@ private:
     std::string path;
 };
 
+// A private tag (0009,10yy) that the dictionary knows with the given VR and
+// multiplicity, entered on first use.
+unsigned int privateTag(DICT_VR vr, int vm = 1);
+
+inline unsigned short groupOf(unsigned int tag) { return static_cast<unsigned short>(tag >> 16); }
+inline unsigned short elementOf(unsigned int tag) { return static_cast<unsigned short>(tag); }
+
 #endif

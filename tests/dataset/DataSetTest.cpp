@@ -1,0 +1,499 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "TestSupport.h"
+#include "dataset/DcElemList.h"
+#include "dataset/DcElemSq.h"
+#include "dictionary/DcDict.h"
+#include "foundation/util.h"
+
+namespace {
+
+// A small image data set in one syntax.
+Bytes sampleImage(DICT_UID xfer)
+{
+    DcElemList list;
+    list.add(new DcElem(T_0008_0000_groupLength));
+    list.add(new DcElem(T_0008_0008_imageType, "ORIGINAL\\PRIMARY"));
+    list.add(new DcElem(T_0008_0016_sopClassUid, UID_CT_IMAGE_STORAGE));
+    list.add(new DcElem(T_0010_0010_patientName, "Doe^John"));
+    list.add(new DcElem(T_0020_0037_imageOrientation, "1\\0\\0\\0\\1\\0"));
+    list.add(new DcElem(T_0028_0010_rows, 2));
+    list.add(new DcElem(T_0028_0011_columns, 2));
+    list.add(new DcElem(T_0028_0100_bitsAllocated, 16));
+    DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
+    unsigned char data[8] = {1, 0, 2, 0, 3, 0, 4, 0};
+    pixels->addValue(data, 8, xfer);
+    list.add(pixels);
+    return encode(list, xfer);
+}
+
+}
+
+TEST(DataSetOrder, ElementsAreKeptInTagOrder)
+{
+    DcElemList list;
+    list.add(new DcElem(T_0028_0010_rows, 1));
+    list.add(new DcElem(T_0008_0060_modality, "CT"));
+    list.add(new DcElem(T_0010_0010_patientName, "A"));
+    list.add(new DcElem(T_0008_0008_imageType, "X"));
+    unsigned int previous = 0;
+    for (DcElem* elem = list.first(); elem != nullptr; elem = elem->next()) {
+        unsigned int tag;
+        elem->getTag(tag);
+        EXPECT_GT(tag, previous);
+        previous = tag;
+    }
+    EXPECT_EQ(list.count(), 4);
+    EXPECT_EQ(list.add(static_cast<DcElem*>(nullptr)), nullptr);
+}
+
+TEST(DataSetOrder, ASecondElementOfATagReplacesTheFirst)
+{
+    LogCapture log;
+    DcElemList list;
+    list.add(new DcElem(T_0010_0010_patientName, "First"));
+    list.add(new DcElem(T_0010_0020_patientId, "ID"));
+    DcElem* second = new DcElem(T_0010_0010_patientName, "Second");
+    EXPECT_EQ(list + second, second);
+    EXPECT_EQ(list.count(), 2);
+    char name[65];
+    list.getValue(T_0010_0010_patientName, name, 64);
+    EXPECT_STREQ(name, "Second");
+    EXPECT_NE(log.text().find("<DcElemList::add> Element (0010,0010) added again, previous instance deleted"),
+              std::string::npos);
+    EXPECT_EQ(list.add(second), second);  // already listed: nothing happens
+    EXPECT_EQ(list.count(), 2);
+}
+
+TEST(DataSetWriting, FillsInGroupLengths)
+{
+    DcElemList list;
+    list.add(new DcElem(T_0010_0010_patientName, "Doe"));
+    list.add(new DcElem(T_0008_0060_modality, "CT"));
+    list.add(new DcElem(T_0008_0000_groupLength));
+    Bytes expected = {0x08, 0x00, 0x00, 0x00, 'U', 'L', 0x04, 0x00, 0x0A, 0x00, 0x00, 0x00,
+                      0x08, 0x00, 0x60, 0x00, 'C', 'S', 0x02, 0x00, 'C',  'T',
+                      0x10, 0x00, 0x10, 0x00, 'P', 'N', 0x04, 0x00, 'D',  'o',  'e', ' '};
+    EXPECT_EQ(encode(list, UID_LITTLE_ENDIAN_EXPLICIT), expected);
+    unsigned int length = 0;
+    list.getValue(T_0008_0000_groupLength, length);
+    EXPECT_EQ(length, 10u);
+
+    Bytes implicit = encode(list, UID_LITTLE_ENDIAN_IMPLICIT);
+    EXPECT_EQ(implicit[8], 0x0A);  // header sizes are the same in both forms
+    Bytes big = encode(list, UID_BIG_ENDIAN_EXPLICIT);
+    EXPECT_EQ(Bytes(big.begin(), big.begin() + 12),
+              (Bytes{0x00, 0x08, 0x00, 0x00, 'U', 'L', 0x00, 0x04, 0x00, 0x00, 0x00, 0x0A}));
+}
+
+TEST(DataSetWriting, CountsEveryGroupSeparately)
+{
+    DcElemList list;
+    list.add(new DcElem(T_0008_0000_groupLength));
+    list.add(new DcElem(T_0008_0060_modality, "MR"));
+    list.add(new DcElem(T_7fe0_0000_groupLength));
+    DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
+    unsigned char data[6] = {0};
+    pixels->addValue(data, 6, UID_LITTLE_ENDIAN_IMPLICIT);
+    list.add(pixels);
+    encode(list, UID_LITTLE_ENDIAN_IMPLICIT);
+    unsigned int length = 0;
+    list.getValue(T_0008_0000_groupLength, length);
+    EXPECT_EQ(length, 10u);
+    list.getValue(T_7fe0_0000_groupLength, length);
+    EXPECT_EQ(length, 14u);
+}
+
+TEST(DataSetWriting, ChoosesThePixelDataVr)
+{
+    DcElemList list;
+    DcElem* bits = new DcElem(T_0028_0100_bitsAllocated, 16);
+    list.add(bits);
+    DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
+    unsigned char data[4] = {1, 2, 3, 4};
+    pixels->addValue(data, 4, UID_LITTLE_ENDIAN_EXPLICIT);
+    list.add(pixels);
+    DICT_VR vr;
+
+    Bytes bytes = encode(list, UID_LITTLE_ENDIAN_EXPLICIT);
+    EXPECT_EQ(bytes[14], 'O');
+    EXPECT_EQ(bytes[15], 'W');
+    pixels->getVr(vr);
+    EXPECT_EQ(vr, VR_OW);
+    unsigned short value;
+    EXPECT_EQ(bits->getValue(value), 0);  // the rule read Bits Allocated without advancing it
+
+    bits->deleteAllValues();
+    bits->addValue(8);
+    bytes = encode(list, UID_BIG_ENDIAN_EXPLICIT);
+    EXPECT_EQ(bytes[15], 'B');
+
+    bits->deleteAllValues();
+    bits->addValue(16);
+    bytes = encode(list, UID_JPEG_BASELINE);
+    pixels->getVr(vr);
+    EXPECT_EQ(vr, VR_OB);
+
+    encode(list, UID_LITTLE_ENDIAN_IMPLICIT);
+    pixels->getVr(vr);
+    EXPECT_EQ(vr, VR_OB);  // left as it stood
+}
+
+TEST(DataSetWriting, RefusesANullBufferAndNonTransferSyntaxes)
+{
+    LogCapture log;
+    DcElemList list;
+    list.add(new DcElem(T_0010_0010_patientName, "A"));
+    unsigned int len = 7;
+    EXPECT_EQ(list.frame(static_cast<unsigned char*>(nullptr), len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_NULL_ARG);
+    unsigned char buf[64];
+    LogCapture dictLog(LOG_CHANNEL_0);
+    EXPECT_EQ(list.frame(buf, len, UID_CT_IMAGE_STORAGE), ELEM_ERR_XFER_SYNTAX);
+    EXPECT_NE(log.text().find("'1.2.840.10008.5.1.4.1.1.2' is not a Transfer Syntax UID"), std::string::npos);
+}
+
+TEST(DataSetWriting, SizeCanLeaveOutTags)
+{
+    DcElemList list;
+    list.add(new DcElem(T_0010_0010_patientName, "A"));
+    list.add(new DcElem(T_0028_0010_rows, 1));
+    unsigned int all, some;
+    list.getBufSize(all);
+    int exclude[] = {static_cast<int>(0x00100010), -1};
+    list.getBufSize(some, exclude);
+    EXPECT_EQ(all - some, 12u + 324u);
+}
+
+TEST(DataSetWriting, IntoABufferListGrowingItsMemoryBuffer)
+{
+    DcElemList list;
+    list.add(new DcElem(T_0008_0000_groupLength));
+    list.add(new DcElem(T_0008_0060_modality, "CT"));
+    list.add(new DcElem(T_0010_0010_patientName, "Doe"));
+    DcBufList out;
+    out.add(new DcBuf(malloc(4), 4, UID_LITTLE_ENDIAN_EXPLICIT));
+    out.last()->setLen(0);
+    unsigned int len = 0;
+    EXPECT_EQ(list.frame(&out, len, UID_LITTLE_ENDIAN_EXPLICIT), 0);
+    ASSERT_EQ(out.count(), 1);
+    Bytes viaList(static_cast<unsigned char*>(out.first()->getBuf()),
+                  static_cast<unsigned char*>(out.first()->getBuf()) + out.first()->getLen());
+    EXPECT_EQ(len, viaList.size());
+    EXPECT_EQ(viaList, encode(list, UID_LITTLE_ENDIAN_EXPLICIT));
+}
+
+TEST(DataSetParsing, ReadsBackWhatItWrote)
+{
+    for (DICT_UID xfer : {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+        Bytes bytes = sampleImage(xfer);
+        DcElemList list;
+        unsigned int len = static_cast<unsigned int>(bytes.size());
+        EXPECT_EQ(list.parse(bytes.data(), len, xfer), 0);
+        EXPECT_EQ(len, 0u);
+        EXPECT_EQ(list.count(), 9);
+        double orientation[6];
+        for (double& d : orientation)
+            EXPECT_EQ(list.getValue(T_0020_0037_imageOrientation, d), 0);
+        EXPECT_DOUBLE_EQ(orientation[4], 1.0);
+        DcBuf pixels;
+        EXPECT_EQ(list.getValue(T_7fe0_0010_pixelData, pixels), 0);
+        EXPECT_EQ(pixels.getLen(), 8u);
+        EXPECT_EQ(encode(list, xfer), bytes) << xfer;
+    }
+}
+
+TEST(DataSetParsing, CommandGroupIsImplicitWhateverTheSyntax)
+{
+    Bytes bytes = {0x00, 0x00, 0x00, 0x01, 0x02, 0x00, 0x00, 0x00, 0x30, 0x00,
+                   0x00, 0x08, 0x00, 0x60, 'C', 'S', 0x00, 0x02, 'C', 'T'};
+    DcElemList list(bytes.data(), static_cast<unsigned int>(bytes.size()), UID_BIG_ENDIAN_EXPLICIT);
+    unsigned short command = 0;
+    EXPECT_EQ(list.getValue(T_0000_0100_command, command), 0);
+    EXPECT_EQ(command, 0x0030);
+    char modality[17];
+    EXPECT_EQ(list.getValue(T_0008_0060_modality, modality, 16), 0);
+    EXPECT_STREQ(modality, "CT");
+}
+
+TEST(DataSetParsing, UnknownPrivateElementsDependOnTheSyntax)
+{
+    Bytes explicitLo = {0x13, 0x00, 0x10, 0x10, 'L', 'O', 0x04, 0x00, 'A', 'B', 'C', 'D'};
+    DcElemList list(explicitLo.data(), static_cast<unsigned int>(explicitLo.size()), UID_LITTLE_ENDIAN_EXPLICIT);
+    char value[65];
+    EXPECT_EQ(list.getValue(0x00131010u, value, 64), 0);
+    EXPECT_STREQ(value, "ABCD");
+    DICT_VR vr;
+    EXPECT_EQ(Dict.getVrDef(0x00131010u, vr), 0);
+    EXPECT_EQ(vr, VR_LO);
+
+    LogCapture log(LOG_CHANNEL_0);
+    Bytes implicitUnknown = {0x15, 0x00, 0x10, 0x10, 0x02, 0x00, 0x00, 0x00, 'A', 'B',
+                             0x10, 0x00, 0x10, 0x00, 0x02, 0x00, 0x00, 0x00, 'A', ' '};
+    DcElemList other;
+    unsigned int len = static_cast<unsigned int>(implicitUnknown.size());
+    EXPECT_EQ(other.parse(implicitUnknown.data(), len, UID_LITTLE_ENDIAN_IMPLICIT), 0);
+    EXPECT_EQ(other.count(), 1);
+    EXPECT_EQ(other.getElem(0x00100010u, static_cast<DcElem**>(nullptr)), 0);
+    EXPECT_NE(log.text().find("<DcElemList::parseElem> Ignored unknown element (0015,1010)"), std::string::npos);
+}
+
+TEST(DataSetParsing, SequencesOfUndefinedLengthAreReadWhole)
+{
+    Bytes bytes = {0x08, 0x00, 0x40, 0x11, 'S', 'Q', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF,
+                   0xFE, 0xFF, 0x00, 0xE0, 0xFF, 0xFF, 0xFF, 0xFF,
+                   0x08, 0x00, 0x50, 0x11, 'U', 'I', 0x04, 0x00, '1', '.', '2', 0,
+                   0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0,
+                   0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0,
+                   0x10, 0x00, 0x10, 0x00, 'P', 'N', 0x04, 0x00, 'D', 'o', 'e', ' '};
+    DcElemList list;
+    unsigned int len = static_cast<unsigned int>(bytes.size());
+    EXPECT_EQ(list.parse(bytes.data(), len, UID_LITTLE_ENDIAN_EXPLICIT), 0);
+    EXPECT_EQ(len, 0u);
+    EXPECT_EQ(list.count(), 2);
+    DcElemSq* sq = nullptr;
+    ASSERT_EQ(list.getElem(T_0008_1140_referencedImageSequence, &sq), 0);
+    ASSERT_NE(sq->first(), nullptr);
+    char uid[65];
+    EXPECT_EQ(sq->first()->getValue(T_0008_1150_referencedSopClassUid, uid, 64), 0);
+    EXPECT_STREQ(uid, "1.2");
+    EXPECT_EQ(list.getValue(T_0010_0010_patientName, uid, 64), 0);
+    EXPECT_STREQ(uid, "Doe");
+}
+
+TEST(DataSetParsing, EncapsulatedPixelDataIsMeasuredToItsDelimiter)
+{
+    Bytes bytes = {0x28, 0x00, 0x10, 0x00, 'U', 'S', 0x02, 0x00, 0x02, 0x00,
+                   0xE0, 0x7F, 0x10, 0x00, 'O', 'B', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF,
+                   0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0,
+                   0xFE, 0xFF, 0x00, 0xE0, 0x02, 0, 0, 0, 0xAA, 0xBB,
+                   0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
+    DcElemList list;
+    unsigned int len = static_cast<unsigned int>(bytes.size());
+    EXPECT_EQ(list.parse(bytes.data(), len, UID_JPEG_BASELINE), 0);
+    EXPECT_EQ(len, 0u);
+    DcBuf pixels;
+    ASSERT_EQ(list.getValue(T_7fe0_0010_pixelData, pixels), 0);
+    EXPECT_EQ(pixels.getLen(), 18u);
+    EXPECT_EQ(encode(list, UID_JPEG_BASELINE), bytes);
+}
+
+TEST(DataSetParsing, OddLengthsOnWordVrsIgnoreTheLastByte)
+{
+    Bytes bytes = {0x28, 0x00, 0x10, 0x00, 'U', 'S', 0x03, 0x00, 0x02, 0x00, 0x07};
+    DcElemList list(bytes.data(), static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_EXPLICIT);
+    unsigned short rows = 0;
+    EXPECT_EQ(list.getValue(T_0028_0010_rows, rows), 0);
+    EXPECT_EQ(rows, 2);
+}
+
+TEST(DataSetParsing, StopsAtAValuePastTheEnd)
+{
+    LogCapture log;
+    Bytes bytes = {0x08, 0x00, 0x60, 0x00, 'C', 'S', 0x02, 0x00, 'C', 'T',
+                   0x10, 0x00, 0x10, 0x00, 'P', 'N', 0x20, 0x00, 'D', 'o'};
+    DcElemList list;
+    unsigned int len = static_cast<unsigned int>(bytes.size());
+    EXPECT_EQ(list.parse(bytes.data(), len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_PAST_END);
+    EXPECT_EQ(len, 10u);
+    EXPECT_EQ(list.count(), 1);
+    EXPECT_NE(log.text().find("Element (0010,0010) - value length 32(0x20) exceeds buffer length 2(0x2)"),
+              std::string::npos);
+}
+
+TEST(DataSetParsing, UndefinedLengthTextWithoutDelimiterIsAnError)
+{
+    LogCapture log;
+    Bytes bytes = {0x08, 0x00, 0x0E, 0x03, 'U', 'T', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 'A', 'B'};
+    DcElemList list;
+    unsigned int len = static_cast<unsigned int>(bytes.size());
+    EXPECT_EQ(list.parse(bytes.data(), len, UID_LITTLE_ENDIAN_EXPLICIT), UTIL_ERR_LENGTH);
+    EXPECT_EQ(list.count(), 0);
+    EXPECT_NE(log.text().find("Data error, Sequence delimiter not found"), std::string::npos);
+}
+
+TEST(DataSetParsing, RefusesEmptyInput)
+{
+    DcElemList list;
+    unsigned int len = 0;
+    unsigned char byte = 0;
+    EXPECT_EQ(list.parse(&byte, len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_NULL_ARG);
+    len = 4;
+    EXPECT_EQ(list.parse(nullptr, len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_NULL_ARG);
+    EXPECT_EQ(list.parse(), 0);
+}
+
+TEST(DataSetParsing, SurvivesEveryTruncation)
+{
+    LogCapture log1(LOG_CHANNEL_1);
+    LogCapture log0(LOG_CHANNEL_0);
+    for (DICT_UID xfer : {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+        Bytes whole = sampleImage(xfer);
+        for (size_t cut = 1; cut < whole.size(); ++cut) {
+            Bytes part(whole.begin(), whole.begin() + cut);
+            DcElemList list;
+            unsigned int len = static_cast<unsigned int>(cut);
+            int status = list.parse(part.data(), len, xfer);
+            EXPECT_LE(len, cut);
+            if (status == 0)
+                EXPECT_EQ(len, 0u);
+            else
+                EXPECT_TRUE(status == ELEM_ERR_PAST_END || status == ELEM_ERR_BAD_VALUE || status == UTIL_ERR_LENGTH)
+                    << status;
+        }
+    }
+}
+
+TEST(DataSetParsing, SurvivesCorruptedBytes)
+{
+    LogCapture log1(LOG_CHANNEL_1);
+    LogCapture log0(LOG_CHANNEL_0);
+    Bytes whole = sampleImage(UID_LITTLE_ENDIAN_EXPLICIT);
+    unsigned int seed = 12345;
+    for (int round = 0; round < 300; ++round) {
+        Bytes damaged = whole;
+        for (int k = 0; k < 4; ++k) {
+            seed = seed * 1103515245u + 12345u;
+            damaged[(seed >> 8) % damaged.size()] = static_cast<unsigned char>(seed >> 20);
+        }
+        DcElemList list;
+        unsigned int len = static_cast<unsigned int>(damaged.size());
+        list.parse(damaged.data(), len, UID_LITTLE_ENDIAN_EXPLICIT);
+        EXPECT_LE(len, damaged.size());
+        encode(list, UID_LITTLE_ENDIAN_EXPLICIT);
+    }
+}
+
+TEST(DataSetParsing, FromABufferList)
+{
+    Bytes whole = sampleImage(UID_LITTLE_ENDIAN_EXPLICIT);
+    DcBufList pieces;
+    size_t half = whole.size() / 2 + 1;
+    void* a = malloc(half);
+    memcpy(a, whole.data(), half);
+    void* b = malloc(whole.size() - half);
+    memcpy(b, whole.data() + half, whole.size() - half);
+    pieces.add(new DcBuf(a, static_cast<unsigned int>(half), UID_LITTLE_ENDIAN_EXPLICIT));
+    pieces.add(new DcBuf(b, static_cast<unsigned int>(whole.size() - half), UID_LITTLE_ENDIAN_EXPLICIT));
+    DcElemList list;
+    EXPECT_EQ(list.parse(&pieces), 0);
+    EXPECT_EQ(list.count(), 9);
+}
+
+TEST(DataSetLookup, FindsElementsByEveryTagForm)
+{
+    DcElemList list;
+    DcElem* name = list.add(new DcElem(T_0010_0010_patientName, "A"));
+    DcElem* found = nullptr;
+    EXPECT_EQ(list.getElem(T_0010_0010_patientName, &found), 0);
+    EXPECT_EQ(found, name);
+    EXPECT_EQ(list.getElem(0x00100010u, &found), 0);
+    EXPECT_EQ(list.getElem(static_cast<unsigned short>(0x0010), static_cast<unsigned short>(0x0010), &found), 0);
+    EXPECT_EQ(list.getElem(T_0010_0020_patientId, &found), ELEMLIST_ERR_NOT_FOUND);
+    EXPECT_EQ(found, nullptr);
+    DcElemSq* sq = reinterpret_cast<DcElemSq*>(1);
+    EXPECT_EQ(list.getElem(T_0010_0010_patientName, &sq), ELEMLIST_ERR_NOT_FOUND);
+    EXPECT_EQ(sq, nullptr);
+    unsigned short missing;
+    EXPECT_EQ(list.getValue(T_0028_0010_rows, missing), ELEMLIST_ERR_NOT_FOUND);
+
+    EXPECT_EQ(list.index(T_0010_0010_patientName), 0);
+    EXPECT_EQ(list.getCursor(), name);
+    EXPECT_EQ(list.index(T_0010_0020_patientId), ELEMLIST_ERR_NOT_FOUND);
+    EXPECT_EQ(list.getCursor(), name);
+}
+
+TEST(DataSetLookup, MovesElementsToAnotherSet)
+{
+    DcElemList from, to;
+    from.add(new DcElem(T_0010_0010_patientName, "New"));
+    from.add(new DcElem(T_0028_0010_rows, 5));
+    to.add(new DcElem(T_0010_0010_patientName, "Old"));
+    LogCapture log;
+    EXPECT_EQ(from.moveElem(&to), 0);
+    EXPECT_EQ(from.count(), 0);
+    EXPECT_EQ(to.count(), 2);
+    char name[65];
+    to.getValue(T_0010_0010_patientName, name, 64);
+    EXPECT_STREQ(name, "New");
+    EXPECT_EQ(from.moveElem(nullptr), ELEMLIST_ERR_NULL_ARG);
+}
+
+TEST(DataSetLookup, DuplicatesIntoADeepCopy)
+{
+    DcElemList source;
+    source.add(new DcElem(T_0010_0010_patientName, "Doe"));
+    source.add(new DcElem(T_0028_0010_rows, 7));
+    DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
+    unsigned char data[2] = {1, 2};
+    pixels->addValue(data, 2, UID_LITTLE_ENDIAN_IMPLICIT);
+    source.add(pixels);
+
+    DcElemList copy;
+    copy.add(new DcElem(T_0008_0060_modality, "CT"));
+    EXPECT_EQ(source.duplicate(&copy), 0);
+    EXPECT_EQ(source.count(), 3);
+    EXPECT_EQ(copy.count(), 2);
+    DcElem* original = nullptr;
+    DcElem* duplicate = nullptr;
+    source.getElem(T_0010_0010_patientName, &original);
+    copy.getElem(T_0010_0010_patientName, &duplicate);
+    EXPECT_NE(original, duplicate);
+    duplicate->deleteAllValues();
+    EXPECT_EQ(original->getValueCount(), 1);
+
+    unsigned int tags[] = {0x00280010, 0xFFFFFFFF};
+    DcElemList some;
+    EXPECT_EQ(source.duplicate(&some, tags), 0);
+    EXPECT_EQ(some.count(), 1);
+    EXPECT_EQ(source.duplicate(nullptr), ELEMLIST_ERR_NULL_ARG);
+}
+
+TEST(DataSetLookup, AttachedBuffersBelongToTheSet)
+{
+    DcElemList list;
+    DcBuf* buf = new DcBuf(malloc(4), 4, UID_LITTLE_ENDIAN_EXPLICIT);
+    EXPECT_EQ(list + buf, buf);
+    EXPECT_EQ(list.getBufList()->count(), 1);
+    list - buf;
+    EXPECT_EQ(list.getBufList()->count(), 0);
+    list.add(buf);
+}
+
+TEST(DataSetPrinting, ListsEveryElementWithItsValues)
+{
+    DcElemList list;
+    list.add(new DcElem(T_0008_0016_sopClassUid, UID_CT_IMAGE_STORAGE));
+    list.add(new DcElem(T_0010_0010_patientName, "Doe^John"));
+    list.add(new DcElem(T_0028_0010_rows, 512));
+    list.add(new DcElem(T_0000_0100_command, static_cast<unsigned short>(0x0030)));
+    std::string out = printed([&](FILE* f) { list.printNodeList(f); });
+    EXPECT_EQ(out,
+              "(0000,0100)   US(1)   T_0000_0100_command\n"
+              "  0x0030 (C-ECHO Request)\n"
+              "(0008,0016)   UI(1)   T_0008_0016_sopClassUid\n"
+              "  1.2.840.10008.5.1.4.1.1.2 (CT Image Storage)\n"
+              "(0010,0010)   PN(1)   T_0010_0010_patientName\n"
+              "  Doe^John\n"
+              "(0028,0010)   US(1)   T_0028_0010_rows\n"
+              "  0x0200 512\n");
+    EXPECT_EQ(printed([&](FILE*) { list.printNodeList(nullptr); }), "");
+}
+
+TEST(DataSetPrinting, TreeModeIndentsSequenceItems)
+{
+    Bytes bytes = {0x08, 0x00, 0x40, 0x11, 'S', 'Q', 0, 0, 0x10, 0, 0, 0,
+                   0xFE, 0xFF, 0x00, 0xE0, 0x08, 0, 0, 0,
+                   0x08, 0x00, 0x50, 0x11, 'U', 'I', 0x00, 0x00,
+                   0x28, 0x00, 0x10, 0x00, 'U', 'S', 0x02, 0x00, 0x00, 0x02};
+    DcElemList list(bytes.data(), static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_EXPLICIT);
+    std::string out = printed([&](FILE* f) { list.printNodeList(f, PRINT_NODE_TREE); });
+    EXPECT_EQ(out,
+              "(0008,1140) referencedImageSequence                  (SQ) \n"
+              "|   |-----------------------\n"
+              "|   (0008,1150) referencedSopClassUid                    (UI) \n"
+              "|   |-----------------------\n"
+              "(0028,0010) rows                                     (US) 0x0200 \n");
+}

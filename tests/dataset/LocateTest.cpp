@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <unistd.h>
+
+#include "TestSupport.h"
+#include "dataset/utilLocate.h"
+#include "dictionary/DcDict.h"
+
+namespace {
+
+// A file holding the bytes, open for reading; removed at once.
+int fileWith(const Bytes& bytes)
+{
+    char name[] = "/tmp/brenik3_locateXXXXXX";
+    int fd = mkstemp(name);
+    unlink(name);
+    if (fd != -1 && write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+// Length field, then: a sequence of undefined length with an item holding a
+// nested explicit sequence of undefined length, then the outer delimiter.
+const Bytes nestedSequence = {0xFF, 0xFF, 0xFF, 0xFF,
+                              0xFE, 0xFF, 0x00, 0xE0, 0xFF, 0xFF, 0xFF, 0xFF,
+                              0x40, 0x00, 0x75, 0x02, 'S', 'Q', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF,
+                              0xFE, 0xFF, 0x00, 0xE0, 0x00, 0x00, 0x00, 0x00,
+                              0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0,
+                              0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0,
+                              0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0,
+                              0x10, 0x00, 0x10, 0x00};
+
+}
+
+TEST(ValueLength, DefinedLengthsMustFitTheData)
+{
+    LogCapture log;
+    Bytes data = {0x04, 0x00, 0x00, 0x00, 1, 2, 3, 4};
+    unsigned int valLen = 99;
+    int extra = 99;
+    EXPECT_EQ(utilGetOxValLen(data.data(), 8, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra, 1), 0);
+    EXPECT_EQ(valLen, 4u);
+    EXPECT_EQ(extra, 0);
+    EXPECT_EQ(utilGetOxValLen(data.data(), 7, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra, 1), UTIL_ERR_LENGTH);
+    EXPECT_NE(log.text().find("Value length field 4(0x4) exceeds buffer length 3(0x3)"), std::string::npos);
+    EXPECT_EQ(utilGetOxValLen(data.data(), 3, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra, 1), UTIL_ERR_LENGTH);
+    Bytes big = {0x00, 0x00, 0x00, 0x04, 1, 2, 3, 4};
+    EXPECT_EQ(utilGetSqValLen(big.data(), 8, UID_BIG_ENDIAN_EXPLICIT, valLen, extra, 0), 0);
+    EXPECT_EQ(valLen, 4u);
+    EXPECT_EQ(utilGetOxValLen(nullptr, 8, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra, 1), UTIL_ERR_LENGTH);
+    LogCapture dictLog(LOG_CHANNEL_0);
+    EXPECT_EQ(utilGetOxValLen(data.data(), 8, UID_CT_IMAGE_STORAGE, valLen, extra, 1), UTIL_ERR_LENGTH);
+}
+
+TEST(ValueLength, EncapsulatedDataEndsAtTheFirstSequenceDelimiter)
+{
+    Bytes data = {0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0xE0, 0x02, 0, 0, 0, 0xAA, 0xBB,
+                  0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0, 0x77};
+    unsigned int valLen;
+    int extra;
+    EXPECT_EQ(utilGetOxValLen(data.data(), static_cast<unsigned int>(data.size()), UID_JPEG_BASELINE, valLen, extra, 1),
+              0);
+    EXPECT_EQ(valLen, 10u);
+    EXPECT_EQ(extra, 8);
+}
+
+TEST(ValueLength, AMissingDelimiterIsToleratedOnlyWhereAllowed)
+{
+    LogCapture log;
+    Bytes data = {0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    unsigned int valLen;
+    int extra;
+    EXPECT_EQ(utilGetOxValLen(data.data(), 14, UID_JPEG_BASELINE, valLen, extra, 1), 0);
+    EXPECT_EQ(valLen, 10u);
+    EXPECT_EQ(extra, 0);
+    EXPECT_NE(log.text().find("Sequence delimiter not found, assuming full buffer as Pixel Data"), std::string::npos);
+    EXPECT_EQ(utilGetOxValLen(data.data(), 14, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra, 0), UTIL_ERR_LENGTH);
+    EXPECT_EQ(valLen, 0u);
+    EXPECT_NE(log.text().find("Data error, Sequence delimiter not found"), std::string::npos);
+}
+
+TEST(ValueLength, NestedSequencesAreMeasuredToTheOuterDelimiter)
+{
+    unsigned int valLen;
+    int extra;
+    EXPECT_EQ(utilGetSqValLen(const_cast<unsigned char*>(nestedSequence.data()),
+                              static_cast<unsigned int>(nestedSequence.size()), UID_LITTLE_ENDIAN_EXPLICIT, valLen,
+                              extra, 0),
+              0);
+    EXPECT_EQ(valLen, 44u);
+    EXPECT_EQ(extra, 8);
+}
+
+TEST(ValueLength, ItemsAreMeasuredToTheirOwnDelimiter)
+{
+    Bytes item = {0xFF, 0xFF, 0xFF, 0xFF,
+                  0x40, 0x00, 0x75, 0x02, 'S', 'Q', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF,
+                  0xFE, 0xFF, 0x00, 0xE0, 0xFF, 0xFF, 0xFF, 0xFF,
+                  0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0,
+                  0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0,
+                  0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0};
+    unsigned int valLen;
+    int extra;
+    EXPECT_EQ(utilGetSqItemValLen(item.data(), static_cast<unsigned int>(item.size()), UID_LITTLE_ENDIAN_EXPLICIT,
+                                  valLen, extra),
+              0);
+    EXPECT_EQ(valLen, 36u);
+    EXPECT_EQ(extra, 8);
+
+    LogCapture log;
+    EXPECT_EQ(utilGetSqItemValLen(item.data(), 40, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra), UTIL_ERR_LENGTH);
+    EXPECT_NE(log.text().find("Data error, Sequence Item delimiter not found"), std::string::npos);
+}
+
+TEST(ValueLength, FileFormsReadTheSameBytesAndKeepThePosition)
+{
+    Bytes bytes = {0xAB, 0xCD};
+    bytes.insert(bytes.end(), nestedSequence.begin(), nestedSequence.end());
+    int fd = fileWith(bytes);
+    ASSERT_NE(fd, -1);
+    lseek(fd, 1, SEEK_SET);
+    unsigned int valLen;
+    int extra;
+    EXPECT_EQ(utilGetSqValLen(fd, 2, static_cast<unsigned int>(nestedSequence.size()), UID_LITTLE_ENDIAN_EXPLICIT,
+                              valLen, extra, 0),
+              0);
+    EXPECT_EQ(valLen, 44u);
+    EXPECT_EQ(extra, 8);
+    EXPECT_EQ(lseek(fd, 0, SEEK_CUR), 1);
+    EXPECT_EQ(utilGetSqItemValLen(fd, 2 + 4 + 4, 40, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra), 0);
+    EXPECT_EQ(valLen, 28u);
+
+    LogCapture log;
+    EXPECT_EQ(utilGetSqItemValLen(fd, 2 + 4 + 4, 28, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra), UTIL_ERR_LENGTH);
+    EXPECT_NE(log.text().find("Data error - sequence item delimiter not found"), std::string::npos);
+    EXPECT_EQ(utilGetSqItemValLen(fd, 2, 1000, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra), UTIL_ERR_LENGTH);
+    EXPECT_NE(log.text().find("read error, offset - "), std::string::npos);
+    close(fd);
+    EXPECT_EQ(utilGetSqValLen(fd, 0, 10, UID_LITTLE_ENDIAN_EXPLICIT, valLen, extra, 0), UTIL_ERR_LENGTH);
+    EXPECT_NE(log.text().find("failed to get current file pointer"), std::string::npos);
+}
+
+TEST(ValueLength, LongFilesAreScannedAcrossChunks)
+{
+    Bytes bytes = {0xFF, 0xFF, 0xFF, 0xFF};
+    bytes.resize(4 + 200000, 0x11);
+    Bytes tail = {0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0};
+    bytes.insert(bytes.end(), tail.begin(), tail.end());
+    int fd = fileWith(bytes);
+    ASSERT_NE(fd, -1);
+    unsigned int valLen;
+    int extra;
+    EXPECT_EQ(utilGetSqItemValLen(fd, 0, static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_EXPLICIT, valLen,
+                                  extra),
+              0);
+    EXPECT_EQ(valLen, 200000u);
+    close(fd);
+}
+
+TEST(ElementOffset, FindsTheFirstEvenPlaceOfTheTag)
+{
+    Bytes data = {0x10, 0x00, 0x10, 0x00, 0x06, 0x00, 0x00, 0x00, 0x00, 0xE0, 0x7F, 0x10, 0x00, 0x00,
+                  0xE0, 0x7F, 0x10, 0x00, 0x00, 0x00, 0x00, 0x00};
+    unsigned int offset = 99;
+    EXPECT_EQ(utilGetElemOffset(data.data(), static_cast<unsigned int>(data.size()), UID_LITTLE_ENDIAN_IMPLICIT,
+                                static_cast<unsigned short>(0x7FE0), static_cast<unsigned short>(0x0010), offset),
+              0);
+    EXPECT_EQ(offset, 14u);  // the odd place inside the value does not count
+    data[8] = 0xE0;
+    data[9] = 0x7F;
+    data[10] = 0x10;
+    data[11] = 0x00;
+    EXPECT_EQ(utilGetElemOffset(data.data(), static_cast<unsigned int>(data.size()), UID_LITTLE_ENDIAN_IMPLICIT,
+                                T_7fe0_0010_pixelData, offset),
+              0);
+    EXPECT_EQ(offset, 8u);  // an even place inside a value matches first
+
+    Bytes big = {0x00, 0x10, 0x00, 0x20};
+    EXPECT_EQ(utilGetElemOffset(big.data(), 4, UID_BIG_ENDIAN_EXPLICIT, T_0010_0020_patientId, offset), 0);
+    EXPECT_EQ(offset, 0u);
+    EXPECT_EQ(utilGetElemOffset(big.data(), 4, UID_LITTLE_ENDIAN_EXPLICIT, T_0010_0020_patientId, offset),
+              UTIL_ERR_NOT_FOUND);
+    LogCapture log;
+    EXPECT_EQ(utilGetElemOffset(nullptr, 4, UID_LITTLE_ENDIAN_EXPLICIT, T_0010_0020_patientId, offset),
+              UTIL_ERR_NULL_ARG);
+    EXPECT_NE(log.text().find("<utilGetElemOffset> Null argument passed"), std::string::npos);
+    LogCapture dictLog(LOG_CHANNEL_0);
+    EXPECT_EQ(utilGetElemOffset(big.data(), 4, UID_CT_IMAGE_STORAGE, T_0010_0020_patientId, offset),
+              UTIL_ERR_XFER_SYNTAX);
+}
+
+TEST(ElementOffset, FileFormSearchesFromTheStart)
+{
+    Bytes bytes(70000, 0x00);
+    bytes[65534] = 0xE0;
+    bytes[65535] = 0x7F;
+    bytes[65536] = 0x10;
+    bytes[65537] = 0x00;
+    int fd = fileWith(bytes);
+    ASSERT_NE(fd, -1);
+    unsigned int offset = 0;
+    EXPECT_EQ(utilGetElemOffset(fd, 2, static_cast<unsigned int>(bytes.size() - 2), UID_LITTLE_ENDIAN_EXPLICIT,
+                                T_7fe0_0010_pixelData, offset),
+              0);
+    EXPECT_EQ(offset, 65532u);
+    EXPECT_EQ(utilGetElemOffset(fd, 0, 1000, UID_LITTLE_ENDIAN_EXPLICIT, T_7fe0_0010_pixelData, offset),
+              UTIL_ERR_NOT_FOUND);
+    close(fd);
+}
