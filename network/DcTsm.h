@@ -1,6 +1,8 @@
 #ifndef BRENIK3_NETWORK_DCTSM_H
 #define BRENIK3_NETWORK_DCTSM_H
 
+#include <chrono>
+
 #include <netinet/in.h>
 
 #include "network/DcPdu.h"
@@ -75,7 +77,17 @@ struct DcTsmTimeoutInfo {
 };
 
 // The ARTIM timer callback (timer id, message, user word, two parameters).
+// The user word carries the machine whose timer expired.
 typedef void (*DcTsmArtimCB)(unsigned int, unsigned int, unsigned long, unsigned long, unsigned long);
+
+// Argument of the A-ASSOCIATE request event: where to connect.
+struct DcTsmConnectArg {
+    const char* host;
+    int port;
+};
+
+// Default ARTIM time-out in seconds.
+enum { TSM_ARTIM_TIMEOUT = 30 };
 
 // The upper-layer state machine of one association with its transport: the
 // listening share of an acceptor, one TCP conversation, the time-outs.
@@ -140,6 +152,19 @@ protected:
     // The one machine of the process whose ARTIM timer runs, or null.
     static DcTsm* _artimThis;
 
+    // ARTIM as the layer above sees it: whether this machine owns the running
+    // timer, and the milliseconds left until it expires (negative when no
+    // timer of this machine runs, 0 when it is due).
+    bool artimOwned();
+    long artimRemaining();
+    // Runs the timer callback for this machine: the expiry of its ARTIM timer.
+    void artimExpire();
+    // Accepts a conversation and starts ARTIM for the A-ASSOCIATE-RQ awaited on it.
+    int sockConvAccept(TSM_BLOCK block);
+
+    typedef int (DcTsm::*Action)(void*);
+    enum { ACTION_COUNT = 29 };
+    Action actionFunc[ACTION_COUNT];
     DcTsmArtimCB artimCB;
     TSM_STATE state;
     int startupStatus;
@@ -152,11 +177,19 @@ protected:
     DcTsmTcpInfo tcpInfo;
     unsigned int maxPduLen;
     DcTsmTimeoutInfo timeoutInfo;
+    unsigned int artimTimeout;  // seconds
 
 private:
+    void initializeActionFuncArray();
     void artimStart();
     void artimStop();
+    // Stops the timer of this machine without touching the transport: the
+    // PDU it guarded has arrived.
+    void artimCancel();
     int sockListenOpen(int port);
+
+    bool artimArmed;
+    std::chrono::steady_clock::time_point artimDeadline;
 };
 
 // Reports a failed socket call: "winSock error %s" with the symbolic name of

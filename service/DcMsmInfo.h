@@ -1,0 +1,105 @@
+#ifndef BRENIK3_SERVICE_DCMSMINFO_H
+#define BRENIK3_SERVICE_DCMSMINFO_H
+
+#include <cstdio>
+#include <cstring>
+
+#include "dictionary/DcDictTypes.h"
+#include "network/DcTsm.h"
+
+// Role bits of a DcMsm, or the role proposed for one SOP class.
+enum MSM_ROLE { MSM_ROLE_NONE = 0, MSM_ROLE_SCP = 1, MSM_ROLE_SCU = 2, MSM_ROLE_BOTH = 3 };
+
+// Result of one presentation context.
+enum PRES_CTX_AC_RESULT {
+    PRES_CTX_ACCEPTANCE = 0,
+    PRES_CTX_USER_REJECTION = 1,
+    PRES_CTX_NO_REASON = 2,
+    PRES_CTX_ABSTRACT_SYNTAX_NOT_SUPPORTED = 3,
+    PRES_CTX_XFER_SYNTAXES_NOT_SUPPORTED = 4,
+    PRES_CTX_UNKNOWN = 5
+};
+
+enum {
+    MSM_XFER_SYN_MAX = 32,    // transfer syntaxes of one SOP class entry
+    MSM_PRES_CTX_MAX = 128,   // presentation contexts of one association
+    MSM_AE_TITLE_LEN = 16,
+    MSM_UID_LEN = 64,
+    MSM_VER_NAME_LEN = 16,
+    MSM_IP_ADDRESS_LEN = 16,
+    MSM_HOST_NAME_LEN = 24,
+    MSM_MIN_PDU_LEN = 4096    // a smaller maximum PDU length is ignored
+};
+
+// Copies at most max characters of text and terminates the copy.
+inline void msmCopyText(char* to, const char* text, size_t max)
+{
+    size_t len = strnlen(text, max);
+    memcpy(to, text, len);
+    to[len] = '\0';
+}
+
+// One SOP class with its transfer syntaxes in order of preference.
+struct DcMsmSopXferSyn {
+    DcMsmSopXferSyn();
+    // Implicit VR Little Endian unless xferSyn (ended by 0) names others.
+    DcMsmSopXferSyn(DICT_UID sopClass, DICT_UID* xferSyn, MSM_ROLE role);
+
+    DICT_UID sopClass;   // 0 ends a list of entries
+    MSM_ROLE role;
+    DICT_UID xferSyn[MSM_XFER_SYN_MAX];  // the first 0 ends the list
+    unsigned int reserved;
+};
+
+// Parameters of connect as SCP.
+struct DcMsmScpInfo {
+    DcMsmScpInfo();
+
+    char** acceptAeTitles;          // calling AE titles to accept, ended by null
+    DICT_UID* sopList;              // each accepted with Implicit VR Little Endian, ended by 0
+    DcMsmSopXferSyn* sopXferList;   // ended by an entry with sopClass 0
+    char appCtxName[MSM_UID_LEN + 1];
+    char implClassUid[MSM_UID_LEN + 1];
+    char implVerName[MSM_VER_NAME_LEN + 1];
+    unsigned int maxPduLen;
+    DcTsmTimeoutInfo timeouts;
+};
+
+// Parameters of connect as SCU.
+struct DcMsmScuInfo {
+    DcMsmScuInfo();
+
+    char calledAeTitle[MSM_AE_TITLE_LEN + 1];
+    DICT_UID* sopList;
+    DcMsmSopXferSyn* sopXferList;
+    char appCtxName[MSM_UID_LEN + 1];
+    char implClassUid[MSM_UID_LEN + 1];
+    char implVerName[MSM_VER_NAME_LEN + 1];
+    unsigned int maxPduLen;
+    DcTsmTimeoutInfo timeouts;
+};
+
+// What an association negotiated.
+struct DcMsmAssoInfo {
+    DcMsmAssoInfo();
+    void printInfo(FILE* stream);
+
+    int tulValue;
+    char callingAeTitle[MSM_AE_TITLE_LEN + 1];
+    char calledAeTitle[MSM_AE_TITLE_LEN + 1];
+    char ipAddress[MSM_IP_ADDRESS_LEN + 1];
+    char hostName[MSM_HOST_NAME_LEN + 1];
+    int port;
+    char appCtxName[MSM_UID_LEN + 1];
+    char implClassUid[MSM_UID_LEN + 1];
+    char implVerName[MSM_VER_NAME_LEN + 1];
+    int assoNum;
+    unsigned int maxPduLen;
+    int presCtxId[MSM_PRES_CTX_MAX];  // 0 marks an unused slot
+    DICT_UID sopClass[MSM_PRES_CTX_MAX];
+    DICT_UID xferSyn[MSM_PRES_CTX_MAX];  // 0 unless accepted
+    PRES_CTX_AC_RESULT result[MSM_PRES_CTX_MAX];
+    MSM_ROLE role[MSM_PRES_CTX_MAX];
+};
+
+#endif

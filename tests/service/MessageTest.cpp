@@ -1,0 +1,352 @@
+#include "tests/service/ServiceTestUtil.h"
+
+#include <fcntl.h>
+
+#include "message/DcCmdCCancel.h"
+#include "message/DcCmdCFind.h"
+#include "message/DcCmdCGet.h"
+#include "message/DcCmdCMove.h"
+#include "message/DcCmdNAction.h"
+#include "message/DcCmdNCreate.h"
+#include "message/DcCmdNDelete.h"
+#include "message/DcCmdNEvent.h"
+#include "message/DcCmdNGet.h"
+#include "message/DcCmdNSet.h"
+
+namespace {
+
+class Messages : public ListenTableTest {};
+
+void storeAndConfirm(Scu& scu, DcCmdCStoreRq* rq, const char* instance)
+{
+    std::unique_ptr<DcCmdCStoreRq> owned(rq);
+    ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, rq));
+    DcMsg* rsp = nullptr;
+    ASSERT_EQ(MSM_READ_MESSAGE, scu.read(&rsp));
+    std::unique_ptr<DcMsg> answer(rsp);
+    EXPECT_EQ(MSG_C_STORE_RSP, typeOf(rsp));
+    EXPECT_EQ(0, statusOf(rsp));
+    EXPECT_EQ(instance, textOf(rsp, T_0000_1000_affectedSopInstanceUid));
+}
+
+int pixelFileCallback(void* userData, DcElemList& header, int& pixelDataHandle, DICT_UID)
+{
+    auto* seen = static_cast<std::vector<std::string>*>(userData);
+    char name[64] = "";
+    header.getValue(static_cast<int>(T_0010_0010_patientName), name, 63, ELEM_VAL_INDEX_KEEP);
+    seen->push_back(name);
+    char path[] = "/tmp/brenik3-pixels-XXXXXX";
+    pixelDataHandle = mkstemp(path);
+    unlink(path);
+    return 0;
+}
+
+}
+
+TEST_F(Messages, StoreWithPixelDataInMemory)
+{
+    StoreScp scp;
+    scp.start();
+    Scu scu(scp.port);
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    Bytes pixels = pattern(1 << 20, 7);
+    storeAndConfirm(scu, storeRequest("1.2.3.1", pixels), "1.2.3.1");
+    storeAndConfirm(scu, storeRequest("1.2.3.2", pattern(10, 9)), "1.2.3.2");
+    scu.msm.releaseAssociation();
+    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
+    scp.stop();
+    ASSERT_EQ(2u, scp.pixels.size());
+    EXPECT_TRUE(scp.pixels[0] == pixels);
+    EXPECT_TRUE(scp.pixels[1] == pattern(10, 9));
+    EXPECT_EQ("Doe^Jane", scp.names[0]);
+    EXPECT_FALSE(scp.onDisk[0]);
+}
+
+TEST_F(Messages, StoreWithPixelDataStreamedFromDisk)
+{
+    StoreScp scp;
+    scp.start();
+    Scu scu(scp.port);
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    Bytes pixels = pattern(3 * 65536 + 17, 3);
+    char path[] = "/tmp/brenik3-send-XXXXXX";
+    int fd = mkstemp(path);
+    unlink(path);
+    ASSERT_EQ(static_cast<ssize_t>(pixels.size()), ::write(fd, pixels.data(), pixels.size()));
+    storeAndConfirm(scu, storeRequest("1.2.3.3", pixels, fd), "1.2.3.3");
+    close(fd);
+    scu.msm.releaseAssociation();
+    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
+    scp.stop();
+    ASSERT_EQ(1u, scp.pixels.size());
+    EXPECT_TRUE(scp.pixels[0] == pixels);
+}
+
+TEST_F(Messages, PixelCallbackSendsPixelDataStraightToAFile)
+{
+    StoreScp scp;
+    std::vector<std::string> headers;
+    scp.scp.registerPixRecvCB(&headers, pixelFileCallback);
+    scp.start();
+    Scu scu(scp.port);
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    Bytes pixels = pattern(700000, 5);
+    storeAndConfirm(scu, storeRequest("1.2.3.4", pixels), "1.2.3.4");
+    scu.msm.releaseAssociation();
+    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
+    scp.stop();
+    ASSERT_EQ(1u, headers.size());
+    EXPECT_EQ("Doe^Jane", headers[0]);
+    ASSERT_EQ(1u, scp.pixels.size());
+    EXPECT_TRUE(scp.onDisk[0]);
+    EXPECT_TRUE(scp.pixels[0] == pixels);
+    int fd = -1;
+    scp.scp.getPixelDataHandle(fd);
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(static_cast<off_t>(pixels.size()), lseek(fd, 0, SEEK_END));
+}
+
+TEST_F(Messages, FindResponsesComeBackInOrder)
+{
+    ScpThread scp;
+    scp.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_IMPLICIT}));
+    std::vector<std::unique_ptr<DcCmdCFindRsp>> answers;
+    scp.handler = [&](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+        if (typeOf(msg) == MSG_C_FIND_RQ) {
+            for (int i = 0; i < 3; i++) {
+                answers.emplace_back(new DcCmdCFindRsp());
+                answers.back()->parseRequest(static_cast<DcCmd*>(msg));
+            }
+            return;
+        }
+        EXPECT_EQ(MSG_IOD, typeOf(msg));
+        EXPECT_EQ(UID_STUDY_ROOT_Q_R_FIND, sop);
+        EXPECT_EQ("Doe*", textOf(msg, T_0010_0010_patientName));
+        const char* found[] = {"Doe^Jane", "Doe^John"};
+        for (int i = 0; i < 2; i++) {
+            answers[i]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0xFF00)));
+            answers[i]->add(new DcElem(static_cast<int>(T_0010_0010_patientName), found[i]));
+            msm.write(sop, answers[i].get());
+        }
+        answers[2]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
+        msm.write(sop, answers[2].get());
+    };
+    scp.start();
+    Scu scu(scp.port);
+    scu.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_IMPLICIT}));
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    DcCmdCFindRq rq;
+    rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_STUDY_ROOT_Q_R_FIND));
+    rq.add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
+    rq.add(new DcElem(static_cast<int>(T_0008_0052_queryRetrieveLevel), "STUDY"));
+    rq.add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe*"));
+    ASSERT_EQ(0, scu.msm.write(UID_STUDY_ROOT_Q_R_FIND, &rq));
+    std::vector<std::string> names;
+    for (;;) {
+        DcMsg* msg = nullptr;
+        ASSERT_EQ(MSM_READ_MESSAGE, scu.read(&msg));
+        std::unique_ptr<DcMsg> owned(msg);
+        if (typeOf(msg) == MSG_IOD) {
+            names.push_back(textOf(msg, T_0010_0010_patientName));
+            continue;
+        }
+        ASSERT_EQ(MSG_C_FIND_RSP, typeOf(msg));
+        if (statusOf(msg) == 0)
+            break;
+        EXPECT_EQ(0xFF00, statusOf(msg));
+    }
+    EXPECT_EQ((std::vector<std::string>{"Doe^Jane", "Doe^John"}), names);
+    scu.msm.releaseAssociation();
+    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+    scp.stop();
+}
+
+namespace {
+
+// A request of each kind with the elements that it must carry.
+DcCmd* filledRequest(DcCmd* rq)
+{
+    rq->add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_CT_IMAGE_STORAGE));
+    rq->add(new DcElem(static_cast<int>(T_0000_0003_requestedSopClassUid), UID_CT_IMAGE_STORAGE));
+    rq->add(new DcElem(static_cast<int>(T_0000_0110_messageId), static_cast<unsigned short>(77)));
+    rq->add(new DcElem(static_cast<int>(T_0000_0600_moveDestination), "ARCHIVE"));
+    rq->add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
+    rq->add(new DcElem(static_cast<int>(T_0000_1000_affectedSopInstanceUid), "1.2.3.9"));
+    rq->add(new DcElem(static_cast<int>(T_0000_1001_requestedSopInstanceUid), "1.2.3.9"));
+    rq->add(new DcElem(static_cast<int>(T_0000_1002_eventTypeId), static_cast<unsigned short>(1)));
+    rq->add(new DcElem(static_cast<int>(T_0000_1008_actionTypeId), static_cast<unsigned short>(1)));
+    CMD_TYPE type;
+    rq->getType(type);
+    if (type != CMD_N_GET_RQ && type != CMD_N_DELETE_RQ && type != CMD_C_CANCEL_RQ)
+        rq->add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^Jane"));
+    return rq;
+}
+
+struct ServicePair {
+    DcCmd* (*request)();
+    MSG_TYPE requestType;
+    MSG_TYPE responseType;
+};
+
+template <typename T>
+DcCmd* make()
+{
+    return new T();
+}
+
+// The response to a request, built from it.
+template <typename Rsp>
+DcCmd* answer(DcCmd* rq)
+{
+    Rsp* rsp = new Rsp();
+    rsp->parseRequest(rq);
+    return rsp;
+}
+
+DcCmd* answerFor(DcCmd* rq)
+{
+    MSG_TYPE type = MSG_NONE;
+    rq->getType(type);
+    switch (type) {
+    case MSG_C_GET_RQ: return answer<DcCmdCGetRsp>(rq);
+    case MSG_C_MOVE_RQ: return answer<DcCmdCMoveRsp>(rq);
+    case MSG_N_EVENT_REPORT_RQ: return answer<DcCmdNEventRsp>(rq);
+    case MSG_N_GET_RQ: return answer<DcCmdNGetRsp>(rq);
+    case MSG_N_SET_RQ: return answer<DcCmdNSetRsp>(rq);
+    case MSG_N_ACTION_RQ: return answer<DcCmdNActionRsp>(rq);
+    case MSG_N_CREATE_RQ: return answer<DcCmdNCreateRsp>(rq);
+    case MSG_N_DELETE_RQ: return answer<DcCmdNDeleteRsp>(rq);
+    default: return nullptr;
+    }
+}
+
+}
+
+TEST_F(Messages, RequestsOfEveryServiceReachTheApplicationAndAreAnswered)
+{
+    const ServicePair services[] = {
+        {make<DcCmdCGetRq>, MSG_C_GET_RQ, MSG_C_GET_RSP},
+        {make<DcCmdCMoveRq>, MSG_C_MOVE_RQ, MSG_C_MOVE_RSP},
+        {make<DcCmdNEventRq>, MSG_N_EVENT_REPORT_RQ, MSG_N_EVENT_REPORT_RSP},
+        {make<DcCmdNGetRq>, MSG_N_GET_RQ, MSG_N_GET_RSP},
+        {make<DcCmdNSetRq>, MSG_N_SET_RQ, MSG_N_SET_RSP},
+        {make<DcCmdNActionRq>, MSG_N_ACTION_RQ, MSG_N_ACTION_RSP},
+        {make<DcCmdNCreateRq>, MSG_N_CREATE_RQ, MSG_N_CREATE_RSP},
+        {make<DcCmdNDeleteRq>, MSG_N_DELETE_RQ, MSG_N_DELETE_RSP},
+    };
+    ScpThread scp;
+    std::vector<MSG_TYPE> seen;
+    scp.handler = [&](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+        seen.push_back(typeOf(msg));
+        if (typeOf(msg) == MSG_IOD)
+            return;
+        std::unique_ptr<DcCmd> rsp(answerFor(static_cast<DcCmd*>(msg)));
+        if (!rsp)
+            return;
+        rsp->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
+        msm.write(sop, rsp.get());
+    };
+    scp.start();
+    Scu scu(scp.port);
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    LogCapture log;
+    for (const ServicePair& service : services) {
+        std::unique_ptr<DcCmd> rq(filledRequest(service.request()));
+        ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, rq.get())) << service.requestType;
+        DcMsg* rsp = nullptr;
+        ASSERT_EQ(MSM_READ_MESSAGE, scu.read(&rsp));
+        std::unique_ptr<DcMsg> owned(rsp);
+        EXPECT_EQ(service.responseType, typeOf(rsp));
+        EXPECT_EQ(77u, [&] {
+            unsigned short id = 0;
+            rsp->getValue(static_cast<int>(T_0000_0120_messageIdBeingRespondedTo), id, ELEM_VAL_INDEX_KEEP);
+            return static_cast<unsigned int>(id);
+        }());
+    }
+    std::unique_ptr<DcCmd> cancel(filledRequest(new DcCmdCCancelRq()));
+    ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, cancel.get()));
+    scu.msm.releaseAssociation();
+    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
+    scp.stop();
+    std::vector<MSG_TYPE> requests;
+    for (MSG_TYPE type : seen)
+        if (type != MSG_IOD)
+            requests.push_back(type);
+    std::vector<MSG_TYPE> expected;
+    for (const ServicePair& service : services)
+        expected.push_back(service.requestType);
+    expected.push_back(MSG_C_CANCEL_RQ);
+    EXPECT_EQ(expected, requests);
+}
+
+TEST_F(Messages, WriteChoosesTheContextOrSaysWhyNot)
+{
+    ScpThread scp;
+    scp.start();
+    Scu scu(scp.port);
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    LogCapture log;
+    DcCmdCEchoRq rq;
+    rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
+    EXPECT_EQ(MSM_ERR_NO_PRES_CTX, scu.msm.write(static_cast<unsigned char>(9), &rq));
+    EXPECT_TRUE(log.has("Invalid presentation context"));
+    EXPECT_EQ(MSM_ERR_NO_PRES_CTX, scu.msm.write(UID_MR_IMAGE_STORAGE, &rq));
+    EXPECT_TRUE(log.has("Abstract syntax '1.2.840.10008.5.1.4.1.1.4' is not part of the association"));
+    // Slot order: the first accepted context is Verification.
+    ASSERT_EQ(0, scu.msm.write(&rq));
+    DcMsg* rsp = nullptr;
+    ASSERT_EQ(MSM_READ_MESSAGE, scu.read(&rsp));
+    EXPECT_EQ(MSG_C_ECHO_RSP, typeOf(rsp));
+    delete rsp;
+    scu.msm.releaseAssociation();
+    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+    EXPECT_EQ(MSM_ERR_NOT_NEGOTIATED, scu.msm.write(&rq));
+}
+
+TEST_F(Messages, ReadWithoutMessageWantedDropsData)
+{
+    ScpThread scp;
+    scp.handler = [](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+        if (typeOf(msg) != MSG_C_STORE_RQ)
+            return;
+        DcCmdCStoreRsp rsp;
+        rsp.parseRequest(static_cast<DcCmd*>(msg));
+        rsp.add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
+        msm.write(sop, &rsp);
+        msm.releaseAssociation();
+    };
+    scp.start();
+    Scu scu(scp.port);
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    std::unique_ptr<DcCmdCStoreRq> rq(storeRequest("1.2.3.5", pattern(100, 1)));
+    ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, rq.get()));
+    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+}
+
+TEST_F(Messages, PixelDataHandleIsADuplicateReplacedOnTheNextSet)
+{
+    DcMsm msm("HANDLES", MSM_ROLE_SCU, freePort());
+    char path[] = "/tmp/brenik3-handle-XXXXXX";
+    int fd = mkstemp(path);
+    unlink(path);
+    int open = openFdCount();
+    ASSERT_EQ(0, msm.setPixelDataHandle(fd));
+    int first = -1;
+    msm.getPixelDataHandle(first);
+    EXPECT_NE(fd, first);
+    ASSERT_EQ(0, msm.setPixelDataHandle(fd));
+    EXPECT_EQ(open + 1, openFdCount());  // the first duplicate is closed
+    EXPECT_EQ(MSM_ERR_PIXEL_HANDLE, msm.setPixelDataHandle(-1));
+    int none = 0;
+    msm.getPixelDataHandle(none);
+    EXPECT_EQ(-1, none);
+    close(fd);
+    EXPECT_EQ(0, msm.setReadDumpHandle(42));
+    int dump = 0;
+    msm.getReadDumpHandle(dump);
+    EXPECT_EQ(42, dump);
+}

@@ -1,0 +1,262 @@
+#ifndef BRENIK3_TESTS_SERVICE_SERVICETESTUTIL_H
+#define BRENIK3_TESTS_SERVICE_SERVICETESTUTIL_H
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include "message/DcCmdCEcho.h"
+#include "message/DcCmdCStore.h"
+#include "message/DcIod.h"
+#include "service/DcMsm.h"
+#include "tests/network/NetTestUtil.h"
+#include "tests/network/TsmTestUtil.h"
+
+// Open file descriptors of the process.
+inline int openFdCount()
+{
+    int count = 0;
+    DIR* dir = opendir("/proc/self/fd");
+    if (dir == nullptr)
+        return -1;
+    while (readdir(dir) != nullptr)
+        count++;
+    closedir(dir);
+    return count - 3;  // ".", ".." and the directory itself
+}
+
+inline DcMsmSopXferSyn sopEntry(DICT_UID sop, std::vector<DICT_UID> syntaxes)
+{
+    syntaxes.push_back(UID_NONE);
+    return DcMsmSopXferSyn(sop, syntaxes.data(), MSM_ROLE_NONE);
+}
+
+// Time-outs that keep every wait of a test short.
+inline DcTsmTimeoutInfo quickTimeouts()
+{
+    DcTsmTimeoutInfo t;
+    t.connectTimeout = 1;
+    t.readTimeout = 5;
+    t.writeTimeout = 5;
+    return t;
+}
+
+// An SCP on its own thread: accepts associations one after another and hands
+// every message to a handler until stopped.
+class ScpThread {
+public:
+    typedef std::function<void(DcMsm& scp, DcMsg* msg, DICT_UID sopClass)> Handler;
+
+    explicit ScpThread(const char* aeTitle = "STORESCP", int listenPort = 0)
+        : port(listenPort != 0 ? listenPort : freePort()), scp(aeTitle, MSM_ROLE_SCP, port)
+    {
+        sopXfer.push_back(sopEntry(UID_VERIFICATION, {UID_LITTLE_ENDIAN_IMPLICIT}));
+        sopXfer.push_back(sopEntry(UID_CT_IMAGE_STORAGE, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}));
+        info.timeouts = quickTimeouts();
+        scp.setArtimTimeout(2);
+    }
+    ~ScpThread() { stop(); }
+
+    void start()
+    {
+        sopXfer.push_back(DcMsmSopXferSyn());
+        info.sopXferList = sopXfer.data();
+        worker = std::thread([this] { run(); });
+    }
+    void stop()
+    {
+        stopping = true;
+        if (worker.joinable())
+            worker.join();
+    }
+    std::vector<int> outcomesSeen()
+    {
+        std::lock_guard<std::mutex> hold(lock);
+        return outcomes;
+    }
+    // Waits until the SCP has reported the outcome, at most seconds.
+    bool waitFor(int outcome, int seconds = 10)
+    {
+        auto until = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+        while (std::chrono::steady_clock::now() < until) {
+            {
+                std::lock_guard<std::mutex> hold(lock);
+                for (int seen : outcomes)
+                    if (seen == outcome)
+                        return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+
+    int port;
+    DcMsm scp;
+    DcMsmScpInfo info;
+    std::vector<DcMsmSopXferSyn> sopXfer;
+    Handler handler;
+    int connectStatus = -1;
+
+private:
+    void run()
+    {
+        connectStatus = scp.connect(info);
+        while (!stopping) {
+            DICT_UID sop = UID_NONE;
+            DcMsg* msg = nullptr;
+            int outcome = scp.read(&sop, &msg, MSM_READ_BLOCKING, MSM_CONNECT_NO_BLOCK);
+            if (outcome == MSM_READ_MESSAGE && handler)
+                handler(scp, msg, sop);
+            delete msg;
+            if (outcome != MSM_READ_NO_CALLER) {
+                std::lock_guard<std::mutex> hold(lock);
+                outcomes.push_back(outcome);
+            }
+        }
+    }
+
+    std::thread worker;
+    std::atomic<bool> stopping{false};
+    std::mutex lock;
+    std::vector<int> outcomes;
+};
+
+// An SCU proposing Verification and CT Image Storage.
+class Scu {
+public:
+    explicit Scu(int port, const char* aeTitle = "STORESCU") : msm(aeTitle, MSM_ROLE_SCU, port)
+    {
+        strcpy(info.calledAeTitle, "STORESCP");
+        sopXfer.push_back(sopEntry(UID_VERIFICATION, {UID_LITTLE_ENDIAN_IMPLICIT}));
+        sopXfer.push_back(sopEntry(UID_CT_IMAGE_STORAGE, {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT}));
+        info.timeouts = quickTimeouts();
+    }
+    int connect()
+    {
+        sopXfer.push_back(DcMsmSopXferSyn());
+        info.sopXferList = sopXfer.data();
+        return msm.connect("127.0.0.1", info);
+    }
+    // Reads the next message, which the caller then owns.
+    int read(DcMsg** msg, DICT_UID* sop = nullptr)
+    {
+        return msm.read(sop, msg, MSM_READ_BLOCKING, MSM_CONNECT_BLOCKING);
+    }
+
+    DcMsm msm;
+    DcMsmScuInfo info;
+    std::vector<DcMsmSopXferSyn> sopXfer;
+};
+
+inline unsigned short statusOf(DcMsg* msg)
+{
+    unsigned short status = 0xFFFF;
+    msg->getValue(static_cast<int>(T_0000_0900_status), status, ELEM_VAL_INDEX_KEEP);
+    return status;
+}
+
+inline MSG_TYPE typeOf(DcMsg* msg)
+{
+    MSG_TYPE type = MSG_NONE;
+    msg->getType(type);
+    return type;
+}
+
+inline std::string textOf(DcMsg* msg, int tag)
+{
+    char text[128] = "";
+    msg->getValue(tag, text, 64, ELEM_VAL_INDEX_KEEP);
+    return text;
+}
+
+inline Bytes pattern(size_t len, unsigned int seed)
+{
+    Bytes bytes(len);
+    for (size_t i = 0; i < len; i++)
+        bytes[i] = static_cast<unsigned char>((i * 31 + seed) >> 3);
+    return bytes;
+}
+
+// The bytes of a message's Pixel Data, in memory or on disk.
+inline Bytes pixelsOf(DcMsg* msg)
+{
+    DcBuf value;
+    if (msg->getValue(static_cast<int>(T_7fe0_0010_pixelData), value, ELEM_VAL_INDEX_KEEP) != 0)
+        return {};
+    Bytes out(value.getLen());
+    if (value.getType() == BUF_MEMORY)
+        memcpy(out.data(), value.getBuf(), out.size());
+    else if (pread(value.getHandle(), out.data(), out.size(), value.getOffset()) != static_cast<ssize_t>(out.size()))
+        return {};
+    return out;
+}
+
+inline DcCmdCStoreRq* storeRequest(const char* instance, const Bytes& pixels, int fileHandle = -1)
+{
+    DcCmdCStoreRq* rq = new DcCmdCStoreRq();
+    rq->add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_CT_IMAGE_STORAGE));
+    rq->add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
+    rq->add(new DcElem(static_cast<int>(T_0000_1000_affectedSopInstanceUid), instance));
+    rq->add(new DcElem(static_cast<int>(T_0008_0016_sopClassUid), UID_CT_IMAGE_STORAGE));
+    rq->add(new DcElem(static_cast<int>(T_0008_0018_sopInstanceUid), instance));
+    rq->add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^Jane"));
+    rq->add(new DcElem(static_cast<int>(T_0028_0010_rows), static_cast<unsigned short>(512)));
+    if (fileHandle >= 0) {
+        rq->add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), fileHandle, 0,
+                           static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT));
+    } else {
+        void* block = malloc(pixels.size());
+        memcpy(block, pixels.data(), pixels.size());
+        DcBuf buf(block, static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT);
+        rq->add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), &buf));
+    }
+    return rq;
+}
+
+// An SCP that stores into memory and answers each C-STORE.
+struct StoreScp : ScpThread {
+    StoreScp()
+    {
+        handler = [this](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+            if (typeOf(msg) == MSG_C_STORE_RQ) {
+                pending.reset(new DcCmdCStoreRsp());
+                pending->parseRequest(static_cast<DcCmd*>(msg));
+                return;
+            }
+            if (typeOf(msg) != MSG_IOD || !pending)
+                return;
+            {
+                std::lock_guard<std::mutex> hold(stored);
+                pixels.push_back(pixelsOf(msg));
+                names.push_back(textOf(msg, T_0010_0010_patientName));
+                instances.push_back(textOf(msg, T_0008_0018_sopInstanceUid));
+                DcBuf value;
+                msg->getValue(static_cast<int>(T_7fe0_0010_pixelData), value, ELEM_VAL_INDEX_KEEP);
+                onDisk.push_back(value.getType() == BUF_DISK);
+            }
+            pending->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
+            msm.write(sop, pending.get());
+            pending.reset();
+        };
+    }
+    std::unique_ptr<DcCmdCStoreRsp> pending;
+    std::mutex stored;
+    std::vector<Bytes> pixels;
+    std::vector<std::string> names;
+    std::vector<std::string> instances;
+    std::vector<bool> onDisk;
+};
+
+#endif
