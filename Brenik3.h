@@ -24,6 +24,13 @@
 #include "dataset/DcElemSqItem.h"
 #include "dataset/utilLocate.h"
 
+// Part 10 files, DICOMDIR records and file sets, the media manager.
+#include "media/DcDirMetaInfo.h"
+#include "media/dirFile.h"
+#include "media/DcDirRec.h"
+#include "media/DcDirDicomDir.h"
+#include "media/DcMediaMgr.h"
+
 // Messages, information objects and the DIMSE commands.
 #include "message/DcMsg.h"
 #include "message/DcIod.h"
@@ -41,7 +48,7 @@
 #include "message/DcCmdNCreate.h"
 #include "message/DcCmdNDelete.h"
 
-// Network upper layer: PDUs, state machine, connections.
+// Network upper layer: PDUs, state machine, connections, transport upper layer.
 #include "network/DcPdu.h"
 #include "network/DcPduAssoAcRq.h"
 #include "network/DcPduAssoRj.h"
@@ -50,5 +57,10 @@
 #include "network/DcPduDataTf.h"
 #include "network/utilMoveElem.h"
 #include "network/DcTsm.h"
+#include "network/DcTul.h"
+
+// Association and message service.
+#include "service/DcMsmInfo.h"
+#include "service/DcMsm.h"
 
 #endif
