@@ -1,9 +1,7 @@
 // b3-mkimage: makes synthetic CT-like slices as Part 10 files, to have
 // something to send, dump and look at without a scanner.
-#include <cerrno>
-#include <cstring>
+#include <filesystem>
 #include <string>
-#include <sys/stat.h>
 
 #include <Brenik3.h>
 
@@ -58,8 +56,9 @@ int main(int argc, char** argv)
         return EXIT_USAGE;
     }
     const std::string& output = cl.operands()[0];
-    if (count > 1 && mkdir(output.c_str(), 0777) != 0 && errno != EEXIST) {
-        fail(cl.program(), "cannot create folder %s: %s", output.c_str(), strerror(errno));
+    std::error_code ec;
+    if (count > 1 && !std::filesystem::create_directories(output, ec) && ec) {
+        fail(cl.program(), "cannot create folder %s: %s", output.c_str(), ec.message().c_str());
         return EXIT_FAILED;
     }
     slice.size = static_cast<unsigned int>(size);

@@ -1,4 +1,5 @@
 // b3-mkimage, b3-dump and b3-png run through their command lines.
+#include <fstream>
 #include <map>
 #include <sstream>
 
@@ -190,4 +191,36 @@ TEST_F(ImageTools, MkimageWritesASeriesIntoAFolder)
         EXPECT_EQ(dumpValue(d.out, "(0020,000d)"), study);
         EXPECT_EQ(dumpValue(d.out, "(0020,000e)"), seriesUid);
     }
+}
+
+// A 4 x 2 RGB picture written as a 24-bit BMP (bottom-up rows, BGR,
+// rows padded to 4 bytes) for dcmtk's img2dcm to turn into an RGB image.
+TEST_F(ImageTools, PngOfAnRgbImageMadeByDcmtkKeepsItsColours)
+{
+    if (!programOnPath("img2dcm"))
+        GTEST_SKIP() << "dcmtk's img2dcm not installed";
+    const unsigned char rgb[2][4][3] = {{{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}},
+                                        {{10, 20, 30}, {40, 50, 60}, {70, 80, 90}, {0, 0, 0}}};
+    std::string bmp = {'B', 'M'};
+    auto le = [&bmp](uint32_t v, int bytes) {
+        for (int i = 0; i < bytes; i++)
+            bmp += static_cast<char>(v >> (8 * i));
+    };
+    le(54 + 24, 4), le(0, 4), le(54, 4);
+    le(40, 4), le(4, 4), le(2, 4), le(1, 2), le(24, 2), le(0, 4), le(24, 4), le(2835, 4), le(2835, 4), le(0, 4),
+        le(0, 4);
+    for (int y = 1; y >= 0; y--)
+        for (int x = 0; x < 4; x++)
+            bmp += {static_cast<char>(rgb[y][x][2]), static_cast<char>(rgb[y][x][1]), static_cast<char>(rgb[y][x][0])};
+    std::ofstream(dir + "/rgb.bmp", std::ios::binary) << bmp;
+    RunResult made = run({"img2dcm", "-i", "BMP", dir + "/rgb.bmp", dir + "/rgb.dcm"});
+    ASSERT_EQ(made.status, 0) << made.err;
+
+    PngPicture png = toPng(dir + "/rgb.dcm");
+    EXPECT_EQ(png.colourType, 2);
+    EXPECT_EQ(png.bitDepth, 8);
+    for (uint32_t y = 0; y < 2; y++)
+        for (uint32_t x = 0; x < 4; x++)
+            for (int c = 0; c < 3; c++)
+                EXPECT_EQ(png.sample(x, y, c), rgb[y][x][c]) << x << "," << y << " channel " << c;
 }
