@@ -224,3 +224,17 @@ TEST_F(ImageTools, PngOfAnRgbImageMadeByDcmtkKeepsItsColours)
             for (int c = 0; c < 3; c++)
                 EXPECT_EQ(png.sample(x, y, c), rgb[y][x][c]) << x << "," << y << " channel " << c;
 }
+
+TEST_F(ImageTools, LibraryLogShowsOnStandardErrorOnlyWhenVerbose)
+{
+    std::string text = dir + "/notes.txt";
+    std::ofstream(text) << "plain text\n";
+    RunResult quiet = run({toolPath("b3-dump"), text});
+    EXPECT_EQ(quiet.err.find("<dirReadFileMetaInfo>"), std::string::npos) << quiet.err;
+    RunResult verbose = run({toolPath("b3-dump"), "-v", text});
+    EXPECT_EQ(verbose.status, 1);
+    EXPECT_NE(verbose.err.find("<dirReadFileMetaInfo> File Meta Information missing\n"), std::string::npos)
+        << verbose.err;
+    EXPECT_NE(verbose.err.find("b3-dump: " + text + ": not a DICOM file"), std::string::npos) << verbose.err;
+    EXPECT_EQ(verbose.out.find("dirReadFileMetaInfo"), std::string::npos);
+}

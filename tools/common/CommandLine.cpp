@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include <Brenik3.h>
 
@@ -168,14 +169,51 @@ void CommandLine::usage(FILE* stream) const
         fprintf(stream, "\n%s\n", text);
 }
 
+namespace {
+
+// The library's log lines, in the library's form, on the tool's own standard
+// error stream (a second descriptor opened on the same file would write over
+// the tool's messages). Installed as the process-wide log while it lives.
+class StderrLog : public DcLog {
+public:
+    StderrLog() : saved(Log) { Log = this; }
+    ~StderrLog() override { Log = saved; }
+
+    int report(LOG_MSG, const char* function, const char* format, ...) override
+        __attribute__((format(printf, 4, 5)))
+    {
+        static const char* const months[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+        time_t now = time(nullptr);
+        struct tm local;
+        localtime_r(&now, &local);
+        fprintf(stderr, "%s%02d %02d:%02d:%02d ", months[local.tm_mon], local.tm_mday, local.tm_hour, local.tm_min,
+                local.tm_sec);
+        if (function != nullptr)
+            fprintf(stderr, "<%s> ", function);
+        va_list args;
+        va_start(args, format);
+        vfprintf(stderr, format, args);
+        va_end(args);
+        fputc('\n', stderr);
+        return 0;
+    }
+
+private:
+    DcLog* saved;
+};
+
+}
+
 void setupLog(bool verbose)
 {
-    for (int channel = LOG_CHANNEL_0; channel <= LOG_CHANNEL_3; channel++) {
-        LOG_MSG which = static_cast<LOG_MSG>(channel);
-        Log->activate(which, verbose ? LOG_ON : LOG_OFF);
-        if (verbose)
-            Log->setFname(which, "/dev/stderr");
+    if (verbose) {
+        // Destroyed at exit before the library's own log, which it restores.
+        static StderrLog log;
+        return;
     }
+    for (int channel = LOG_CHANNEL_0; channel <= LOG_CHANNEL_3; channel++)
+        Log->activate(static_cast<LOG_MSG>(channel), LOG_OFF);
 }
 
 std::string hexStatus(int status)

@@ -65,9 +65,9 @@ private:
     bool store(const Option& option, const std::string& value) const;
 };
 
-// Quiet by default: every log channel is switched off. Verbose: every
-// channel is on and writes to standard error, so that a tool's own output
-// on standard output stays clean.
+// Quiet by default: every log channel is switched off. Verbose: the log
+// writes every channel to standard error, so that a tool's own output on
+// standard output stays clean.
 void setupLog(bool verbose);
 
 // A status code as "0x%04x".
