@@ -69,13 +69,16 @@ struct Settings {
 };
 
 // The storage SOP classes of the dictionary's UID table, each accepted in
-// the three uncompressed syntaxes and every encapsulated one.
+// every encapsulated syntax and the three uncompressed ones. The acceptor's
+// order decides, and encapsulated syntaxes come first: a sender that offers
+// its compressed pixel data as it is gets it stored as it is.
 std::vector<DcMsmSopXferSyn> storageContexts()
 {
-    std::vector<DICT_UID> syntaxes = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT};
+    std::vector<DICT_UID> syntaxes;
     for (int uid = UID_JPEG_BASELINE; uid <= UID_RLE_LOSSLESS; uid++)
         syntaxes.push_back(static_cast<DICT_UID>(uid));
-    syntaxes.push_back(UID_NONE);
+    syntaxes.insert(syntaxes.end(), {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT,
+                                     UID_NONE});
 
     std::vector<DcMsmSopXferSyn> contexts;
     for (int uid = UID_VERIFICATION; uid <= UID_BUILTIN_LAST; uid++) {

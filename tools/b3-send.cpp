@@ -130,11 +130,13 @@ void Sender::consider(const std::string& path, bool named)
 int Sender::contextFor(const DcMsmAssoInfo& asso, const FileToSend& file, std::string& problem)
 {
     int convertible = 0;
-    bool classAccepted = false;
+    bool classKnown = false;  // accepted in some syntax, or refused for the syntax only
     for (int i = 0; i < MSM_PRES_CTX_MAX; i++) {
-        if (asso.presCtxId[i] == 0 || asso.sopClass[i] != file.sopClass || asso.xferSyn[i] == UID_NONE)
+        if (asso.presCtxId[i] == 0 || asso.sopClass[i] != file.sopClass)
             continue;
-        classAccepted = true;
+        classKnown |= asso.result[i] == PRES_CTX_ACCEPTANCE || asso.result[i] == PRES_CTX_XFER_SYNTAXES_NOT_SUPPORTED;
+        if (asso.xferSyn[i] == UID_NONE)
+            continue;
         if (asso.xferSyn[i] == file.xfer)
             return asso.presCtxId[i];
         if (convertible == 0 && isUncompressedLittle(asso.xferSyn[i]) && isUncompressedLittle(file.xfer))
@@ -142,7 +144,7 @@ int Sender::contextFor(const DcMsmAssoInfo& asso, const FileToSend& file, std::s
     }
     if (convertible != 0)
         return convertible;
-    problem = classAccepted ? "the peer does not accept " + uidDescription(file.xfer) + " for " +
+    problem = classKnown ? "the peer does not accept " + uidDescription(file.xfer) + " for " +
                                   uidDescription(file.sopClass)
                             : "the peer does not accept " + uidDescription(file.sopClass);
     return 0;

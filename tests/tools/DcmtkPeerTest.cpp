@@ -22,7 +22,7 @@ class DcmtkPeer : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        for (const char* tool : {"b3-echo", "b3-send", "b3-receive", "b3-mkimage"})
+        for (const char* tool : {"b3-echo", "b3-send", "b3-receive", "b3-mkimage", "b3-png"})
             if (!toolExists(tool))
                 GTEST_SKIP() << tool << " not built";
         for (const char* program : {"storescu", "storescp", "echoscu", "dcmdump"})
@@ -117,4 +117,48 @@ TEST_F(DcmtkPeer, EchoscuToReceiver)
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(receiver.stop(SIGTERM), 0);
     EXPECT_NE(receiver.output().find("association from ECHOSCU"), std::string::npos) << receiver.output();
+}
+
+TEST_F(DcmtkPeer, ReceiverKeepsCompressedPixelDataAsSent)
+{
+    for (const char* program : {"dcmcjpeg", "dcmdjpeg"})
+        if (!programOnPath(program))
+            GTEST_SKIP() << "dcmtk's " << program << " not installed";
+    Background receiver({toolPath("b3-receive"), "-p", std::to_string(port), "-o", dir + "/in"}, dir + "/recv.log");
+    ASSERT_TRUE(receiver.waitForOutput("listening on port")) << receiver.output();
+    std::string original = makeImage("ct.dcm", "explicit");
+    std::string lossless = dir + "/jpeg.dcm";
+    ASSERT_EQ(run({"dcmcjpeg", "+e1", original, lossless}).status, 0);
+    RunResult r = run({"storescu", "-xs", "-aec", "B3-RECEIVE", "127.0.0.1", std::to_string(port), lossless}, 60);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(receiver.stop(SIGTERM), 0);
+
+    std::vector<std::string> received = filesUnder(dir + "/in");
+    ASSERT_EQ(received.size(), 1u) << receiver.output();
+    EXPECT_EQ(dcmdumpValue(received[0], "0002,0010"), "1.2.840.10008.1.2.4.70");
+    std::string decompressed = dir + "/decompressed.dcm";
+    RunResult d = run({"dcmdjpeg", received[0], decompressed});
+    ASSERT_EQ(d.status, 0) << d.err;
+    // Lossless: the pixels are those of the image before compression.
+    ASSERT_EQ(run({toolPath("b3-png"), decompressed, dir + "/received.png"}).status, 0);
+    ASSERT_EQ(run({toolPath("b3-png"), original, dir + "/original.png"}).status, 0);
+    EXPECT_EQ(readFile(dir + "/received.png"), readFile(dir + "/original.png"));
+}
+
+TEST_F(DcmtkPeer, SendNamesTheSyntaxAPeerRefusesAndSendsTheRest)
+{
+    if (!programOnPath("dcmcjpeg"))
+        GTEST_SKIP() << "dcmtk's dcmcjpeg not installed";
+    run({"mkdir", "-p", dir + "/in"});
+    startStorescp();
+    std::string plain = makeImage("plain.dcm", "explicit");
+    std::string lossless = dir + "/jpeg.dcm";
+    ASSERT_EQ(run({"dcmcjpeg", "+e1", plain, lossless}).status, 0);
+    RunResult r = run({toolPath("b3-send"), "-aec", "STORESCP", "127.0.0.1:" + std::to_string(port), lossless, plain},
+                      60);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("FAILED " + lossless + ": the peer does not accept JPEG Lossless"), std::string::npos)
+        << r.err;
+    EXPECT_NE(r.out.find("sent 1 of 2 files"), std::string::npos) << r.out;
+    EXPECT_EQ(filesUnder(dir + "/in").size(), 1u);
 }
