@@ -74,6 +74,36 @@ int parseDateTime(const char* text, DcElemValueDT& value, unsigned short group, 
     return 0;
 }
 
+// A DA, TM or DT value: without a range separator the text is one value for
+// parseOne(text); otherwise each end that is given goes to
+// parseEnd(endText, isStart), the start first.
+template <typename ParseOne, typename ParseEnd>
+int parseRange(const char* text, bool dateTime, unsigned short group, unsigned short element, ParseOne parseOne,
+               ParseEnd parseEnd)
+{
+    if (text == nullptr) {
+        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
+        return UTIL_ERR_NULL_ARG;
+    }
+    const char* dash = findRangeSeparator(text, dateTime);
+    if (dash == nullptr)
+        return parseOne(text);
+    char start[TEXT_MAX + 1];
+    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
+    const char* end = dash + 1;
+    if (start[0] == '\0' && end[0] == '\0') {
+        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
+                  element, text);
+        return UTIL_ERR_BAD_STRING;
+    }
+    int status;
+    if (start[0] != '\0' && (status = parseEnd(start, true)) != 0)
+        return status;
+    if (end[0] != '\0' && (status = parseEnd(end, false)) != 0)
+        return status;
+    return 0;
+}
+
 }
 
 int utilStrgToYMD(const char* text, int& year, int& month, int& day, unsigned short group, unsigned short element)
@@ -253,104 +283,50 @@ int utilStrgToValue(const char* text, DcElemValueAT& value, unsigned short group
 int utilStrgToValue(const char* text, DcElemValueDA& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
-    const char* dash = findRangeSeparator(text, false);
-    if (dash == nullptr)
-        return utilStrgToYMD(text, value.year, value.month, value.day, group, element);
-    char start[TEXT_MAX + 1];
-    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
-    const char* end = dash + 1;
-    if (start[0] == '\0' && end[0] == '\0') {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
-                  element, text);
-        return UTIL_ERR_BAD_STRING;
-    }
-    int y, m, d, status;
-    if (start[0] != '\0') {
-        if ((status = utilStrgToYMD(start, y, m, d, group, element)) != 0)
+    return parseRange(
+        text, false, group, element,
+        [&](const char* one) { return utilStrgToYMD(one, value.year, value.month, value.day, group, element); },
+        [&](const char* end, bool isStart) {
+            int y, m, d;
+            int status = utilStrgToYMD(end, y, m, d, group, element);
+            if (status == 0)
+                utilYMDToLong(y, m, d, isStart ? value.rangeStart : value.rangeEnd);
             return status;
-        utilYMDToLong(y, m, d, value.rangeStart);
-    }
-    if (end[0] != '\0') {
-        if ((status = utilStrgToYMD(end, y, m, d, group, element)) != 0)
-            return status;
-        utilYMDToLong(y, m, d, value.rangeEnd);
-    }
-    return 0;
+        });
 }
 
 int utilStrgToValue(const char* text, DcElemValueTM& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
-    const char* dash = findRangeSeparator(text, false);
-    if (dash == nullptr)
-        return utilStrgToHMS(text, value.hour, value.minute, value.second, group, element);
-    char start[TEXT_MAX + 1];
-    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
-    const char* end = dash + 1;
-    if (start[0] == '\0' && end[0] == '\0') {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
-                  element, text);
-        return UTIL_ERR_BAD_STRING;
-    }
-    int h, m, status;
-    double s;
-    if (start[0] != '\0') {
-        if ((status = utilStrgToHMS(start, h, m, s, group, element)) != 0)
+    return parseRange(
+        text, false, group, element,
+        [&](const char* one) { return utilStrgToHMS(one, value.hour, value.minute, value.second, group, element); },
+        [&](const char* end, bool isStart) {
+            int h, m;
+            double s;
+            int status = utilStrgToHMS(end, h, m, s, group, element);
+            if (status == 0)
+                utilHMSToDouble(h, m, s, isStart ? value.rangeStart : value.rangeEnd);
             return status;
-        utilHMSToDouble(h, m, s, value.rangeStart);
-    }
-    if (end[0] != '\0') {
-        if ((status = utilStrgToHMS(end, h, m, s, group, element)) != 0)
-            return status;
-        utilHMSToDouble(h, m, s, value.rangeEnd);
-    }
-    return 0;
+        });
 }
 
 int utilStrgToValue(const char* text, DcElemValueDT& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
-    const char* dash = findRangeSeparator(text, true);
-    if (dash == nullptr)
-        return parseDateTime(text, value, group, element);
-    char start[TEXT_MAX + 1];
-    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
-    const char* end = dash + 1;
-    if (start[0] == '\0' && end[0] == '\0') {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
-                  element, text);
-        return UTIL_ERR_BAD_STRING;
-    }
-    DcElemValueDT single;
-    int status;
-    if (start[0] != '\0') {
-        if ((status = parseDateTime(start, single, group, element)) != 0)
-            return status;
-        value.rangeStart = (single.year * 100 + single.month) * 100 + single.day;
-        if (strlen(start) > 8 && start[8] != '+' && start[8] != '-')
-            utilHMSToDouble(single.hour, single.minute, single.second, value.rangeStartTime);
-    }
-    if (end[0] != '\0') {
-        single.reset();
-        if ((status = parseDateTime(end, single, group, element)) != 0)
-            return status;
-        value.rangeEnd = (single.year * 100 + single.month) * 100 + single.day;
-        if (strlen(end) > 8 && end[8] != '+' && end[8] != '-')
-            utilHMSToDouble(single.hour, single.minute, single.second, value.rangeEndTime);
-    }
-    return 0;
+    return parseRange(
+        text, true, group, element, [&](const char* one) { return parseDateTime(one, value, group, element); },
+        [&](const char* end, bool isStart) {
+            DcElemValueDT single;
+            int status = parseDateTime(end, single, group, element);
+            if (status != 0)
+                return status;
+            (isStart ? value.rangeStart : value.rangeEnd) = (single.year * 100 + single.month) * 100 + single.day;
+            if (strlen(end) > 8 && end[8] != '+' && end[8] != '-')
+                utilHMSToDouble(single.hour, single.minute, single.second,
+                                isStart ? value.rangeStartTime : value.rangeEndTime);
+            return 0;
+        });
 }
 
 int utilStrgToValue(const char* text, DcElemValuePN& value, unsigned short group, unsigned short element)
