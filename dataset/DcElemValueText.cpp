@@ -10,8 +10,13 @@
 
 namespace {
 
-const char* const nullArgument = "Null argument passed";
 const size_t TEXT_MAX = 128;
+
+int nullText(const char* function)
+{
+    logReport(LOG_CHANNEL_1, function, "Null argument passed");
+    return UTIL_ERR_NULL_ARG;
+}
 
 bool allDigits(const char* p, size_t n)
 {
@@ -81,10 +86,8 @@ template <typename ParseOne, typename ParseEnd>
 int parseRange(const char* text, bool dateTime, unsigned short group, unsigned short element, ParseOne parseOne,
                ParseEnd parseEnd)
 {
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
     const char* dash = findRangeSeparator(text, dateTime);
     if (dash == nullptr)
         return parseOne(text);
@@ -109,10 +112,8 @@ int parseRange(const char* text, bool dateTime, unsigned short group, unsigned s
 int utilStrgToYMD(const char* text, int& year, int& month, int& day, unsigned short group, unsigned short element)
 {
     year = month = day = 0;
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToYMD", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToYMD");
     char digits[TEXT_MAX + 1];
     copyText(digits, text, TEXT_MAX);
     if (strchr(digits, '.') != nullptr) {
@@ -160,10 +161,8 @@ int utilStrgToHMS(const char* text, int& hour, int& minute, double& second, unsi
 {
     hour = minute = 0;
     second = 0.0;
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToHMS", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToHMS");
     char buf[35];
     copyText(buf, text, 34);
     for (char* colon = strchr(buf, ':'); colon != nullptr; colon = strchr(colon + 1, ':'))
@@ -224,10 +223,8 @@ int utilStrgToHMS(const char* text, int& hour, int& minute, double& second, unsi
 int utilStrgToValue(const char* text, DcElemValueAS& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
     if (strlen(text) != 4) {
         logReport(LOG_CHANNEL_1, "utilStrgToValue",
                   "Element (%04x,%04x) - AS incorrect string length, should be 4 bytes", group, element);
@@ -256,10 +253,8 @@ int utilStrgToValue(const char* text, DcElemValueAS& value, unsigned short group
 int utilStrgToValue(const char* text, DcElemValueAT& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
     if (strlen(text) != 11) {
         logReport(LOG_CHANNEL_1, "utilStrgToValue",
                   "Element (%04x,%04x) - AT incorrect string length, should be 11 bytes", group, element);
@@ -332,10 +327,8 @@ int utilStrgToValue(const char* text, DcElemValueDT& value, unsigned short group
 int utilStrgToValue(const char* text, DcElemValuePN& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
     int carets = 0;
     for (const char* p = text; *p != '\0'; ++p)
         carets += *p == '^';
