@@ -19,10 +19,10 @@ public:
     explicit DataSetPrinter(FILE* stream, size_t maxValue = 64) : out(stream), maxValue(maxValue) {}
     void print(DcElemList& list, int depth = 0);
 
+private:
     // The values of one element as the tree shows them, uncut.
     static std::string valueText(DcElem& elem);
 
-private:
     FILE* out;
     size_t maxValue;
     void printElem(DcElem& elem, int depth);

@@ -1,8 +1,10 @@
 #include "common/SyntheticImage.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <unistd.h>
+#include <vector>
 
 #include <Brenik3.h>
 
@@ -58,6 +60,26 @@ std::string formatNumber(double value)
     return text;
 }
 
+std::vector<uint16_t> syntheticPixels(unsigned int size, int instance)
+{
+    std::vector<uint16_t> pixels(static_cast<size_t>(size) * size);
+    uint32_t noise = 12345u + static_cast<uint32_t>(instance);
+    double z = instance * 0.3;
+    for (unsigned int y = 0; y < size; y++) {
+        for (unsigned int x = 0; x < size; x++) {
+            double u = (2.0 * x + 1.0) / size - 1.0;
+            double v = (2.0 * y + 1.0) / size - 1.0;
+            noise = noise * 1103515245u + 12345u;
+            int jitter = static_cast<int>((noise >> 16) % 21) - 10;
+            int hu = tissueAt(u, v, z);
+            int stored = hu + HU_OFFSET + (hu > -1000 ? jitter : 0);
+            pixels[static_cast<size_t>(y) * size + x] =
+                static_cast<uint16_t>(stored < 0 ? 0 : stored > STORED_MAX ? STORED_MAX : stored);
+        }
+    }
+    return pixels;
+}
+
 class Builder {
 public:
     explicit Builder(DcElemList& target) : list(target), status(0) {}
@@ -108,26 +130,6 @@ std::string newUid()
     Dict.genUid(uid);
     std::string unique = std::string(uid) + "." + std::to_string(getpid());
     return unique.size() <= DICT_UID_MAX ? unique : uid;
-}
-
-std::vector<uint16_t> syntheticPixels(unsigned int size, int instance)
-{
-    std::vector<uint16_t> pixels(static_cast<size_t>(size) * size);
-    uint32_t noise = 12345u + static_cast<uint32_t>(instance);
-    double z = instance * 0.3;
-    for (unsigned int y = 0; y < size; y++) {
-        for (unsigned int x = 0; x < size; x++) {
-            double u = (2.0 * x + 1.0) / size - 1.0;
-            double v = (2.0 * y + 1.0) / size - 1.0;
-            noise = noise * 1103515245u + 12345u;
-            int jitter = static_cast<int>((noise >> 16) % 21) - 10;
-            int hu = tissueAt(u, v, z);
-            int stored = hu + HU_OFFSET + (hu > -1000 ? jitter : 0);
-            pixels[static_cast<size_t>(y) * size + x] =
-                static_cast<uint16_t>(stored < 0 ? 0 : stored > STORED_MAX ? STORED_MAX : stored);
-        }
-    }
-    return pixels;
 }
 
 int makeSyntheticSlice(const SyntheticSlice& slice, DcElemList& list)

@@ -1,9 +1,7 @@
 #ifndef BRENIK3_TOOLS_SYNTHETICIMAGE_H
 #define BRENIK3_TOOLS_SYNTHETICIMAGE_H
 
-#include <cstdint>
 #include <string>
-#include <vector>
 
 class DcElemList;
 
@@ -25,13 +23,11 @@ struct SyntheticSlice {
 // by the process ID (the generator counts within one process only).
 std::string newUid();
 
-// The stored values (Hounsfield units + 1024, 12 bits) of a CT-like axial
-// slice: air, a body outline with fat, soft tissue, two lungs, heart, spine,
-// ribs and the table, with a little deterministic noise.
-std::vector<uint16_t> syntheticPixels(unsigned int size, int instance);
-
-// Fills list with a complete CT Image Storage object holding that slice
-// (patient, study, series, image plane and pixel modules, window 40/400).
+// Fills list with a complete CT Image Storage object (patient, study,
+// series, image plane and pixel modules, window 40/400) holding a CT-like
+// axial slice: air, body outline with fat, soft tissue, lungs, heart, spine,
+// ribs and the table, with a little deterministic noise, as 12-bit stored
+// values of Hounsfield units + 1024.
 // Returns 0 or the first status a library call gave.
 int makeSyntheticSlice(const SyntheticSlice& slice, DcElemList& list);
 

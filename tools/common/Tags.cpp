@@ -77,14 +77,6 @@ std::string vrName(unsigned int tag, int vr)
     return name;
 }
 
-std::string uidString(int uid)
-{
-    char text[DICT_UID_MAX + 1] = "";
-    if (uid == UID_NONE || Dict.getUid(static_cast<DICT_UID>(uid), text) != 0)
-        return "";
-    return text;
-}
-
 std::string uidDescription(int uid)
 {
     char desc[DICT_NAME_MAX + 1] = "";

@@ -16,9 +16,7 @@ bool parseTag(const std::string& text, unsigned int& tag);
 // The VR of an element as two letters; IM (from the dictionary) is resolved.
 std::string vrName(unsigned int tag, int vr);
 
-// The UID string of a built-in UID, or "" for none.
-std::string uidString(int uid);
-// Its description ("CT Image Storage").
+// The description of a built-in UID ("CT Image Storage"), or "unknown".
 std::string uidDescription(int uid);
 
 }
