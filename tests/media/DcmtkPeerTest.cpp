@@ -1,0 +1,258 @@
+// The library's files and DICOMDIRs against dcmtk's tools, used as a black box.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+
+#include "MediaTestUtil.h"
+#include "media/DcDirDicomDir.h"
+#include "media/dirFile.h"
+
+namespace {
+
+#define REQUIRE_TOOLS(...)                                                        \
+    for (const char* name : {__VA_ARGS__})                                        \
+        if (tool(name).empty())                                                   \
+            GTEST_SKIP() << "dcmtk's " << name << " is not installed";
+
+bool contains(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
+
+// dcmdump's findings: errors and warnings are printed as "E: " and "W: ".
+bool dumpsCleanly(const std::string& path, std::string& dump)
+{
+    int status = run("dcmdump '" + path + "'", dump);
+    return status == 0 && !contains(dump, "E: ") && !contains(dump, "W: ");
+}
+
+// A 4 x 2 24-bit BMP image.
+Bytes smallBmp()
+{
+    const unsigned int width = 4, height = 2, rowBytes = 12, pixelBytes = rowBytes * height;
+    Bytes out = {'B', 'M'};
+    put32(out, 54 + pixelBytes);
+    put32(out, 0);
+    put32(out, 54);
+    put32(out, 40);
+    put32(out, width);
+    put32(out, height);
+    put16(out, 1);
+    put16(out, 24);
+    put32(out, 0);
+    put32(out, pixelBytes);
+    put32(out, 2835);
+    put32(out, 2835);
+    put32(out, 0);
+    put32(out, 0);
+    for (unsigned int i = 0; i < pixelBytes; ++i)
+        out.push_back(static_cast<unsigned char>(i * 10));
+    return out;
+}
+
+}
+
+TEST(DcmtkPeer, FilesWrittenHereInEachUncompressedSyntaxPassDcmftestAndDcmdump)
+{
+    REQUIRE_TOOLS("dcmftest", "dcmdump");
+    // Raw pixel buffers are written byte for byte as the caller gave them.
+    const struct {
+        DICT_UID xfer;
+        const char* name;
+        const char* pixels;
+    } syntaxes[] = {{UID_LITTLE_ENDIAN_IMPLICIT, "Little Endian Implicit", "(7fe0,0010) OW 0801\\160f\\241d"},
+                    {UID_LITTLE_ENDIAN_EXPLICIT, "Little Endian Explicit", "(7fe0,0010) OW 0801\\160f\\241d"},
+                    {UID_BIG_ENDIAN_EXPLICIT, "Big Endian Explicit", "(7fe0,0010) OW 0108\\0f16\\1d24"}};
+    for (auto& syntax : syntaxes) {
+        SCOPED_TRACE(syntax.name);
+        TempDir dir;
+        DcElemList list;
+        buildImage(list, "2.999.7321.3.1", 2, 3, 16);
+        DcDirMetaInfo info;
+        info.xferSyn = syntax.xfer;
+        std::string path = dir / "out.dcm";
+        ASSERT_EQ(dirWriteFile(path.c_str(), info, list), 0);
+        std::string out;
+        EXPECT_EQ(run("dcmftest '" + path + "'", out), 0) << out;
+        EXPECT_TRUE(contains(out, "yes:")) << out;
+        std::string dump;
+        EXPECT_TRUE(dumpsCleanly(path, dump)) << dump;
+        EXPECT_TRUE(contains(dump, "TransferSyntaxUID")) << dump;
+        EXPECT_TRUE(contains(dump, syntax.name)) << dump;
+        EXPECT_TRUE(contains(dump, "(0010,0010) PN [Doe^Jane]")) << dump;
+        EXPECT_TRUE(contains(dump, "(0028,0010) US 2")) << dump;
+        EXPECT_TRUE(contains(dump, "(0028,0011) US 3")) << dump;
+        EXPECT_TRUE(contains(dump, "(0008,0018) UI [2.999.7321.3.1]")) << dump;
+        EXPECT_TRUE(contains(dump, "(0002,0012) UI [2.999.7321.4.3.2]")) << dump;
+        EXPECT_TRUE(contains(dump, syntax.pixels)) << dump;
+    }
+}
+
+TEST(DcmtkPeer, DiskHeldEncapsulatedPixelsArePassedByDcmdump)
+{
+    REQUIRE_TOOLS("dcmftest", "dcmdump");
+    TempDir dir;
+    Bytes fragments = {0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0, 0xFE, 0xFF, 0x00, 0xE0, 6, 0, 0, 0, 0xFF, 0xD8, 1, 2, 0xFF, 0xD9};
+    writeBytes(dir / "frag.raw", fragments);
+    DcElemList list;
+    buildImage(list, "2.999.7321.3.2", 4, 4, 8, false);
+    int handle = open((dir / "frag.raw").c_str(), O_RDONLY);
+    DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
+    pixelData->addValue(handle, 0, static_cast<unsigned int>(fragments.size()), UID_JPEG_BASELINE);
+    close(handle);
+    list.add(pixelData);
+    DcDirMetaInfo info;
+    std::string path = dir / "jpeg.dcm";
+    ASSERT_EQ(dirWriteFile(path.c_str(), info, list), 0);
+    std::string out, dump;
+    EXPECT_EQ(run("dcmftest '" + path + "'", out), 0) << out;
+    EXPECT_TRUE(dumpsCleanly(path, dump)) << dump;
+    EXPECT_TRUE(contains(dump, "JPEG Baseline")) << dump;
+    EXPECT_TRUE(contains(dump, "(7fe0,0010) OB (PixelSequence #=2)")) << dump;
+    EXPECT_TRUE(contains(dump, "(fffe,e000) pi ff\\d8\\01\\02\\ff\\d9")) << dump;
+    EXPECT_TRUE(contains(dump, "(fffe,e0dd) na (SequenceDelimitationItem)")) << dump;
+}
+
+TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
+{
+    REQUIRE_TOOLS("dump2dcm", "img2dcm", "dcmconv", "dcmdump");
+    TempDir dir;
+    FILE* dump = fopen((dir / "in.txt").c_str(), "w");
+    ASSERT_NE(dump, nullptr);
+    fprintf(dump, "(0008,0016) UI =SecondaryCaptureImageStorage\n"
+                  "(0008,0018) UI [2.999.7321.2.1]\n"
+                  "(0010,0010) PN [Roe^Richard]\n"
+                  "(0010,0020) LO [PID77]\n"
+                  "(0028,0010) US 2\n"
+                  "(0028,0011) US 2\n"
+                  "(0028,0100) US 16\n"
+                  "(7fe0,0010) OW 0102\\0304\\0506\\0708\n");
+    fclose(dump);
+    std::string out;
+    ASSERT_EQ(run("dump2dcm +te '" + (dir / "in.txt") + "' '" + (dir / "dump.dcm") + "'", out), 0) << out;
+    writeBytes(dir / "in.bmp", smallBmp());
+    ASSERT_EQ(run("img2dcm -i BMP '" + (dir / "in.bmp") + "' '" + (dir / "img.dcm") + "'", out), 0) << out;
+
+    const struct {
+        const char* option;
+        DICT_UID xfer;
+    } syntaxes[] = {{"+ti", UID_LITTLE_ENDIAN_IMPLICIT}, {"+te", UID_LITTLE_ENDIAN_EXPLICIT},
+                    {"+tb", UID_BIG_ENDIAN_EXPLICIT}};
+    for (auto& syntax : syntaxes) {
+        SCOPED_TRACE(syntax.option);
+        std::string converted = dir / "dump_conv.dcm";
+        ASSERT_EQ(run(std::string("dcmconv ") + syntax.option + " '" + (dir / "dump.dcm") + "' '" + converted + "'", out), 0)
+            << out;
+        DcDirMetaInfo info;
+        DcElemList list;
+        ASSERT_EQ(dirReadFile(converted.c_str(), info, list), 0);
+        EXPECT_EQ(info.xferSyn, syntax.xfer);
+        EXPECT_EQ(info.sopClassUid, UID_SC_IMAGE_STORAGE);
+        EXPECT_STREQ(info.sopInstanceUid, "2.999.7321.2.1");
+        EXPECT_EQ(info.version, 1u);
+        EXPECT_STRNE(info.implClassUid, "");
+        EXPECT_EQ(textOf(list, T_0010_0010_patientName), "Roe^Richard");
+        EXPECT_EQ(textOf(list, T_0010_0020_patientId), "PID77");
+        unsigned short rows = 0;
+        EXPECT_EQ(list.getValue(T_0028_0010_rows, rows, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(rows, 2);
+        DcBuf pixels;
+        ASSERT_EQ(list.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP), 0);
+        ASSERT_EQ(pixels.getLen(), 8u);
+        const unsigned char* p = static_cast<const unsigned char*>(pixels.getBuf());
+        unsigned short first = syntax.xfer == UID_BIG_ENDIAN_EXPLICIT ? (p[0] << 8 | p[1]) : (p[1] << 8 | p[0]);
+        EXPECT_EQ(first, 0x0102);
+
+        std::string image = dir / "img_conv.dcm";
+        ASSERT_EQ(run(std::string("dcmconv ") + syntax.option + " '" + (dir / "img.dcm") + "' '" + image + "'", out), 0)
+            << out;
+        DcDirMetaInfo imageInfo;
+        DcElemList imageList;
+        ASSERT_EQ(dirReadFile(image.c_str(), imageInfo, imageList), 0);
+        EXPECT_EQ(imageInfo.xferSyn, syntax.xfer);
+        EXPECT_EQ(imageInfo.sopClassUid, UID_SC_IMAGE_STORAGE);
+        unsigned short columns = 0, samples = 0;
+        EXPECT_EQ(imageList.getValue(T_0028_0011_columns, columns, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(columns, 4);
+        EXPECT_EQ(imageList.getValue(T_0028_0002_samplesPerPixel, samples, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(samples, 3);
+        ASSERT_EQ(imageList.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(pixels.getLen(), 4u * 2 * 3);
+        char instance[65] = "";
+        imageList.getValue(T_0008_0018_sopInstanceUid, instance, 64, ELEM_VAL_INDEX_KEEP);
+        EXPECT_STREQ(imageInfo.sopInstanceUid, instance);
+    }
+}
+
+TEST(DcmtkPeer, DicomDirWrittenHereIsDumpedWithItsRecords)
+{
+    REQUIRE_TOOLS("dcmdump");
+    TempDir dir;
+    ASSERT_EQ(writeImageFile(dir.path, "IMAGES/IMG1", "2.999.7321.3.11"), 0);
+    ASSERT_EQ(writeImageFile(dir.path, "IMAGES/IMG2", "2.999.7321.3.12"), 0);
+    DcDirDicomDir root(dir.path.c_str());
+    root.setFileSetId("PEERTEST");
+    DcDirRec* patient = root.add(new DcDirRec(DIR_REC_PATIENT));
+    patient->DcElemList::add(new DcElem(T_0010_0010_patientName, "Doe^Jane"));
+    patient->DcElemList::add(new DcElem(T_0010_0020_patientId, "PID001"));
+    DcDirRec* study = patient->add(new DcDirRec(DIR_REC_STUDY));
+    study->DcElemList::add(new DcElem(T_0020_000d_studyInstanceUid, "2.999.7321.1.1"));
+    DcDirRec* series = study->add(new DcDirRec(DIR_REC_SERIES));
+    series->DcElemList::add(new DcElem(T_0008_0060_modality, "OT"));
+    ASSERT_EQ(series->add(new DcDirRec(DIR_REC_IMAGE))->setRefFile("IMAGES\\IMG1"), 0);
+    ASSERT_EQ(series->add(new DcDirRec(DIR_REC_IMAGE))->setRefFile("IMAGES\\IMG2"), 0);
+    ASSERT_EQ(root.write(), 0);
+
+    std::string dump;
+    ASSERT_TRUE(dumpsCleanly(dir / "DICOMDIR", dump)) << dump;
+    EXPECT_TRUE(contains(dump, "=MediaStorageDirectoryStorage")) << dump;
+    EXPECT_TRUE(contains(dump, "(0004,1130) CS [PEERTEST]")) << dump;
+    char offsets[200];
+    snprintf(offsets, sizeof offsets, "(0004,1200) up %u", patient->getOffset());
+    EXPECT_TRUE(contains(dump, offsets)) << dump;
+    for (const char* type : {"[PATIENT]", "[STUDY]", "[SERIES]", "[IMAGE]"})
+        EXPECT_TRUE(contains(dump, std::string("(0004,1430) CS ") + type)) << type;
+    EXPECT_TRUE(contains(dump, "(0004,1500) CS [IMAGES\\IMG1]")) << dump;
+    EXPECT_TRUE(contains(dump, "(0004,1511) UI [2.999.7321.3.12]")) << dump;
+    snprintf(offsets, sizeof offsets, "(0004,1420) up %u", study->getOffset());
+    EXPECT_TRUE(contains(dump, offsets)) << dump;
+    EXPECT_TRUE(contains(dump, "(0010,0010) PN [Doe^Jane]")) << dump;
+}
+
+TEST(DcmtkPeer, DicomDirMadeByDcmmkdirOverFilesWrittenHereIsReadIntoTheTree)
+{
+    REQUIRE_TOOLS("dcmmkdir");
+    TempDir dir;
+    ASSERT_EQ(writeImageFile(dir.path, "IMAGES/IMG1", "2.999.7321.3.21"), 0);
+    ASSERT_EQ(writeImageFile(dir.path, "IMAGES/IMG2", "2.999.7321.3.22"), 0);
+    std::string out;
+    ASSERT_EQ(run("cd '" + dir.path + "' && dcmmkdir +I +r +D DICOMDIR IMAGES", out), 0) << out;
+
+    DcDirDicomDir root(dir.path.c_str());
+    ASSERT_EQ(root.read(), 0);
+    DcDirRec* patient = root.first();
+    ASSERT_NE(patient, nullptr);
+    EXPECT_EQ(patient->getType(), DIR_REC_PATIENT);
+    EXPECT_EQ(textOf(*patient, T_0010_0020_patientId), "PID001");
+    ASSERT_NE(patient->first(), nullptr);
+    EXPECT_EQ(patient->first()->getType(), DIR_REC_STUDY);
+    DcDirRec* series = patient->first()->first();
+    ASSERT_NE(series, nullptr);
+    EXPECT_EQ(series->getType(), DIR_REC_SERIES);
+    DcDirRec* image = series->first();
+    ASSERT_NE(image, nullptr);
+    ASSERT_NE(image->next(), nullptr);
+    EXPECT_EQ(image->next()->next(), nullptr);
+    DcDirRecInfo first, second;
+    image->getInfo(first);
+    image->next()->getInfo(second);
+    EXPECT_EQ(image->getType(), DIR_REC_IMAGE);
+    EXPECT_STREQ(first.fileId, "IMAGES\\IMG1");
+    EXPECT_STREQ(second.fileId, "IMAGES\\IMG2");
+    EXPECT_STREQ(first.refSopInstance, "2.999.7321.3.21");
+    EXPECT_EQ(first.refSopClass, UID_SC_IMAGE_STORAGE);
+    EXPECT_EQ(first.refXferSyn, UID_LITTLE_ENDIAN_EXPLICIT);
+    EXPECT_EQ(root.getRefFileObj("IMAGES\\IMG2"), image->next());
+}

@@ -1,0 +1,294 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fcntl.h>
+
+#include "MediaTestUtil.h"
+#include "media/dirFile.h"
+
+namespace {
+
+unsigned int get32At(const Bytes& bytes, size_t at)
+{
+    return bytes[at] | (bytes[at + 1] << 8) | (bytes[at + 2] << 16) | (static_cast<unsigned int>(bytes[at + 3]) << 24);
+}
+
+// Offset of the first occurrence of the tag (little endian) at or after from.
+size_t findTag(const Bytes& bytes, unsigned int tag, size_t from = 132)
+{
+    unsigned char pattern[4] = {static_cast<unsigned char>(tag >> 16), static_cast<unsigned char>(tag >> 24),
+                                static_cast<unsigned char>(tag), static_cast<unsigned char>(tag >> 8)};
+    for (size_t i = from; i + 4 <= bytes.size(); ++i)
+        if (memcmp(bytes.data() + i, pattern, 4) == 0)
+            return i;
+    return std::string::npos;
+}
+
+// Pixel bytes in a file of their own, given to a Pixel Data element as a
+// disk buffer at an offset behind some leading bytes.
+struct DiskPixels {
+    Bytes bytes;
+    std::string path;
+    static const unsigned int lead = 100;
+
+    DiskPixels(const TempDir& dir, unsigned int len)
+    {
+        path = dir / "pixels.raw";
+        Bytes content(lead, 0xEE);
+        for (unsigned int i = 0; i < len; ++i)
+            bytes.push_back(static_cast<unsigned char>(i * 13 + 5));
+        content.insert(content.end(), bytes.begin(), bytes.end());
+        writeBytes(path, content);
+    }
+
+    DcElem* element(DICT_UID xfer)
+    {
+        int handle = open(path.c_str(), O_RDONLY);
+        DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
+        pixelData->addValue(handle, lead, static_cast<unsigned int>(bytes.size()), xfer);
+        close(handle);
+        return pixelData;
+    }
+};
+
+// An image whose pixels lie on disk, with a group length before them and
+// padding after them.
+void buildDiskImage(DcElemList& list, DiskPixels& pixels, DICT_UID xfer)
+{
+    buildImage(list, "2.999.7321.9.4", 64, 64, 8, false);
+    list.add(new DcElem(T_7fe0_0000_groupLength, 0u));
+    list.add(pixels.element(xfer));
+    DcElem* padding = new DcElem(T_fffc_fffc_datasetPadding);
+    unsigned char pad[6] = {1, 2, 3, 4, 5, 6};
+    padding->addValue(pad, sizeof pad, xfer);
+    list.add(padding);
+}
+
+Bytes pixelsOf(DcElemList& list)
+{
+    DcBuf value;
+    list.getValue(T_7fe0_0010_pixelData, value, ELEM_VAL_INDEX_KEEP);
+    if (value.getType() != BUF_MEMORY || value.getBuf() == nullptr)
+        return Bytes();
+    const unsigned char* p = static_cast<const unsigned char*>(value.getBuf());
+    return Bytes(p, p + value.getLen());
+}
+
+}
+
+TEST(FileWrite, LaysOutPreambleMarkerAndMetaGroupInTagOrder)
+{
+    TempDir dir;
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.1");
+    DcDirMetaInfo info;
+    info.preamble[0] = 'P';
+    ASSERT_EQ(dirWriteFile((dir / "a.dcm").c_str(), info, list), 0);
+    Bytes bytes = readBytes(dir / "a.dcm");
+    ASSERT_GT(bytes.size(), 144u);
+    EXPECT_EQ(bytes[0], 'P');
+    EXPECT_EQ(memcmp(bytes.data() + 128, "DICM", 4), 0);
+    EXPECT_EQ(memcmp(bytes.data() + 132, "\x02\x00\x00\x00UL\x04\x00", 8), 0);
+    unsigned int groupLen = get32At(bytes, 140);
+    EXPECT_EQ(memcmp(bytes.data() + 144, "\x02\x00\x01\x00OB\x00\x00\x02\x00\x00\x00\x00\x01", 14), 0);
+    size_t bodyStart = 144 + groupLen;
+    EXPECT_EQ(bytes[bodyStart], 0x08);
+    EXPECT_EQ(bytes[bodyStart + 1], 0x00);
+
+    unsigned int dataOffset = 0;
+    DcDirMetaInfo back;
+    ASSERT_EQ(dirReadFileMetaInfo((dir / "a.dcm").c_str(), back, dataOffset), 0);
+    EXPECT_EQ(dataOffset, bodyStart);
+    EXPECT_EQ(back.version, 1u);
+    EXPECT_EQ(back.sopClassUid, UID_SC_IMAGE_STORAGE);
+    EXPECT_STREQ(back.sopInstanceUid, "2.999.7321.9.1");
+    EXPECT_EQ(back.xferSyn, UID_LITTLE_ENDIAN_EXPLICIT);  // taken from the pixels
+    EXPECT_STREQ(back.implClassUid, "2.999.7321.4.3.2");
+    EXPECT_STREQ(back.implVerName, "Dunmarrow Brenik");
+}
+
+TEST(FileWrite, CompletesTheCallersRecordWithDefaults)
+{
+    TempDir dir;
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.2");
+    DcDirMetaInfo info;
+    info.implVerName[0] = '\0';
+    info.xferSyn = UID_BIG_ENDIAN_EXPLICIT;
+    ASSERT_EQ(dirWriteFile((dir / "b.dcm").c_str(), info, list), 0);
+    EXPECT_STREQ(info.implClassUid, "2.999.7321.4.3.2");
+    EXPECT_STREQ(info.implVerName, "Dunmarrow Brenik");
+    EXPECT_EQ(info.sopClassUid, UID_SC_IMAGE_STORAGE);
+    EXPECT_STREQ(info.sopInstanceUid, "2.999.7321.9.2");
+    EXPECT_EQ(info.xferSyn, UID_BIG_ENDIAN_EXPLICIT);
+}
+
+TEST(FileWrite, KeepsMetaGroupElementsOfTheListOutOfTheBodyButInTheList)
+{
+    TempDir dir;
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.3");
+    list.add(new DcElem(T_0002_0016_sourceApplicationEntityTitle, "FROMLIST"));
+    int before = list.count();
+    DcDirMetaInfo info;
+    ASSERT_EQ(dirWriteFile((dir / "c.dcm").c_str(), info, list), 0);
+    EXPECT_EQ(list.count(), before);
+    EXPECT_EQ(textOf(list, T_0002_0016_sourceApplicationEntityTitle), "FROMLIST");
+    Bytes bytes = readBytes(dir / "c.dcm");
+    std::string text(bytes.begin(), bytes.end());
+    EXPECT_EQ(text.find("FROMLIST"), std::string::npos);
+}
+
+TEST(FileWrite, RefusesIncompleteRecordsWithoutCreatingAFile)
+{
+    TempDir dir;
+    LogCapture log;
+    DcElemList empty;
+    DcDirMetaInfo info;
+    EXPECT_NE(dirWriteFile((dir / "d.dcm").c_str(), info, empty), 0);
+    EXPECT_TRUE(log.has("Missing or invalid T_0008_0016_sopClassUid in Element List"));
+
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.5");
+    info.reset();
+    info.version = 0x0100;
+    EXPECT_EQ(dirWriteFile((dir / "d.dcm").c_str(), info, list), DIR_ERR_INVALID);
+    EXPECT_TRUE(log.has("Invalid version number - 0x0100"));
+
+    info.reset();
+    info.xferSyn = UID_CT_IMAGE_STORAGE;
+    EXPECT_EQ(dirWriteFile((dir / "d.dcm").c_str(), info, list), DICT_ERR_NOT_XFER_SYNTAX);
+    EXPECT_TRUE(log.has("'1.2.840.10008.5.1.4.1.1.2' is not a Transfer Syntax UID"));
+    EXPECT_NE(access((dir / "d.dcm").c_str(), F_OK), 0);
+
+    EXPECT_EQ(dirWriteFile(nullptr, info, list), DIR_ERR_NULL_ARG);
+}
+
+TEST(FileWrite, UnopenableOutputLeavesTheListWhole)
+{
+    TempDir dir;
+    LogCapture log;
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.6");
+    list.add(new DcElem(T_0002_0016_sourceApplicationEntityTitle, "X"));
+    int before = list.count();
+    DcDirMetaInfo info;
+    EXPECT_EQ(dirWriteFile((dir / "missing/e.dcm").c_str(), info, list), DIR_ERR_OPEN);
+    EXPECT_TRUE(log.has("Error opening file - '" + (dir / "missing/e.dcm") + "'"));
+    EXPECT_EQ(list.count(), before);
+}
+
+TEST(FileWrite, StreamsDiskPixelsWithCorrectedGroupLengthAndTrailingElements)
+{
+    for (DICT_UID xfer : {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+        SCOPED_TRACE(xfer);
+        TempDir dir;
+        DiskPixels pixels(dir, 64 * 64);
+        DcElemList list;
+        buildDiskImage(list, pixels, xfer);
+        DcDirMetaInfo info;
+        info.xferSyn = xfer;
+        ASSERT_EQ(dirWriteFile((dir / "f.dcm").c_str(), info, list), 0);
+
+        DcElemList back;
+        DcDirMetaInfo backInfo;
+        ASSERT_EQ(dirReadFile((dir / "f.dcm").c_str(), backInfo, back), 0);
+        EXPECT_EQ(backInfo.xferSyn, xfer);
+        EXPECT_EQ(pixelsOf(back), pixels.bytes);
+        unsigned int groupLength = 0;
+        ASSERT_EQ(back.getValue(T_7fe0_0000_groupLength, groupLength, ELEM_VAL_INDEX_KEEP), 0);
+        unsigned int header = xfer == UID_LITTLE_ENDIAN_IMPLICIT ? 8 : 12;
+        EXPECT_EQ(groupLength, pixels.bytes.size() + header);
+        DcBuf padding;
+        ASSERT_EQ(back.getValue(T_fffc_fffc_datasetPadding, padding, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(padding.getLen(), 6u);
+        EXPECT_EQ(textOf(back, T_0010_0010_patientName), "Doe^Jane");
+    }
+}
+
+TEST(FileWrite, DiskHeldEncapsulatedPixelsGetUndefinedLengthAndDelimiter)
+{
+    TempDir dir;
+    // One empty offset table item and one fragment.
+    Bytes fragments = {0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0, 0xFE, 0xFF, 0x00, 0xE0, 8, 0, 0, 0};
+    for (int i = 0; i < 8; ++i)
+        fragments.push_back(static_cast<unsigned char>(0xA0 + i));
+    writeBytes(dir / "frag.raw", fragments);
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.7", 4, 4, 8, false);
+    int handle = open((dir / "frag.raw").c_str(), O_RDONLY);
+    DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
+    pixelData->addValue(handle, 0, static_cast<unsigned int>(fragments.size()), UID_JPEG_BASELINE);
+    close(handle);
+    list.add(pixelData);
+    DcElem* padding = new DcElem(T_fffc_fffc_datasetPadding);
+    unsigned char pad[2] = {9, 9};
+    padding->addValue(pad, 2, UID_JPEG_BASELINE);
+    list.add(padding);
+    DcDirMetaInfo info;
+    ASSERT_EQ(dirWriteFile((dir / "g.dcm").c_str(), info, list), 0);
+    EXPECT_EQ(info.xferSyn, UID_JPEG_BASELINE);
+
+    Bytes bytes = readBytes(dir / "g.dcm");
+    size_t at = findTag(bytes, 0x7FE00010, 300);
+    ASSERT_NE(at, std::string::npos);
+    EXPECT_EQ(memcmp(bytes.data() + at + 4, "OB\0\0\xFF\xFF\xFF\xFF", 8), 0);
+    EXPECT_EQ(Bytes(bytes.begin() + at + 12, bytes.begin() + at + 12 + fragments.size()), fragments);
+    size_t delimiter = at + 12 + fragments.size();
+    EXPECT_EQ(memcmp(bytes.data() + delimiter, "\xFE\xFF\xDD\xE0\0\0\0\0", 8), 0);
+    EXPECT_EQ(memcmp(bytes.data() + delimiter + 8, "\xFC\xFF\xFC\xFF", 4), 0);
+    EXPECT_EQ(bytes.size(), delimiter + 8 + 12 + 2);
+}
+
+TEST(FileWrite, ShortPixelFileReportsAReadError)
+{
+    TempDir dir;
+    LogCapture log;
+    DiskPixels pixels(dir, 100);
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.8", 4, 4, 8, false);
+    int handle = open(pixels.path.c_str(), O_RDONLY);
+    DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
+    pixelData->addValue(handle, DiskPixels::lead, 40000, UID_LITTLE_ENDIAN_EXPLICIT);
+    close(handle);
+    list.add(pixelData);
+    DcDirMetaInfo info;
+    EXPECT_EQ(dirWriteFile((dir / "h.dcm").c_str(), info, list), DIR_ERR_IO);
+    EXPECT_TRUE(log.has("Error in reading pixel data"));
+}
+
+TEST(FileWrite, HeaderReaderLeavesPixelsOnDiskAndWritesThemBack)
+{
+    for (DICT_UID xfer : {UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT, UID_JPEG_BASELINE}) {
+        SCOPED_TRACE(xfer);
+        TempDir dir;
+        DcElemList list;
+        buildImage(list, "2.999.7321.9.9", 16, 16, 8, xfer != UID_JPEG_BASELINE);
+        if (xfer == UID_JPEG_BASELINE) {
+            Bytes fragments = {0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0, 0xFE, 0xFF, 0x00, 0xE0, 4, 0, 0, 0, 1, 2, 3, 4};
+            writeBytes(dir / "frag.raw", fragments);
+            int handle = open((dir / "frag.raw").c_str(), O_RDONLY);
+            DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
+            pixelData->addValue(handle, 0, static_cast<unsigned int>(fragments.size()), xfer);
+            close(handle);
+            list.add(pixelData);
+        }
+        DcElem* padding = new DcElem(T_fffc_fffc_datasetPadding);
+        unsigned char pad[2] = {7, 7};
+        padding->addValue(pad, 2, xfer);
+        list.add(padding);
+        DcDirMetaInfo info;
+        info.xferSyn = xfer;
+        ASSERT_EQ(dirWriteFile((dir / "in.dcm").c_str(), info, list), 0);
+
+        DcElemList header;
+        DcDirMetaInfo headerInfo;
+        ASSERT_EQ(dirReadFileHeader((dir / "in.dcm").c_str(), headerInfo, header), 0);
+        DcBuf pixels;
+        ASSERT_EQ(header.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(pixels.getType(), BUF_DISK);
+        EXPECT_EQ(header.getElem(T_fffc_fffc_datasetPadding, static_cast<DcElem**>(nullptr)), 0);
+        ASSERT_EQ(dirWriteFile((dir / "out.dcm").c_str(), headerInfo, header), 0);
+        EXPECT_EQ(readBytes(dir / "out.dcm"), readBytes(dir / "in.dcm"));
+    }
+}

@@ -1,0 +1,224 @@
+#ifndef BRENIK3_TESTS_MEDIA_MEDIATESTUTIL_H
+#define BRENIK3_TESTS_MEDIA_MEDIATESTUTIL_H
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "dataset/DcElemList.h"
+#include "dictionary/DcDict.h"
+#include "foundation/DcLog.h"
+
+typedef std::vector<unsigned char> Bytes;
+
+// Installs a log that keeps every reported message while it lives.
+class LogCapture : public DcLog {
+public:
+    struct Entry {
+        int channel;
+        std::string function;
+        std::string message;
+    };
+
+    LogCapture() : saved(Log) { Log = this; }
+    ~LogCapture() override { Log = saved; }
+
+    int report(LOG_MSG channel, const char* function, const char* format, ...) override
+        __attribute__((format(printf, 4, 5)))
+    {
+        char text[1024];
+        va_list args;
+        va_start(args, format);
+        vsnprintf(text, sizeof text, format, args);
+        va_end(args);
+        entries.push_back({channel, function ? function : "", text});
+        return 0;
+    }
+
+    bool has(const std::string& message) const { return find(message) != nullptr; }
+    const Entry* find(const std::string& message) const
+    {
+        for (const Entry& entry : entries)
+            if (entry.message == message)
+                return &entry;
+        return nullptr;
+    }
+
+    std::vector<Entry> entries;
+
+private:
+    DcLog* saved;
+};
+
+// A fresh directory under /tmp, removed with everything in it at the end.
+class TempDir {
+public:
+    TempDir()
+    {
+        char name[] = "/tmp/brenik3_mediaXXXXXX";
+        char* made = mkdtemp(name);
+        path = made != nullptr ? made : "";
+    }
+    ~TempDir()
+    {
+        if (!path.empty())
+            (void)!system(("rm -rf '" + path + "'").c_str());
+    }
+    std::string operator/(const std::string& name) const { return path + "/" + name; }
+
+    std::string path;
+};
+
+inline void writeBytes(const std::string& path, const Bytes& bytes)
+{
+    FILE* f = fopen(path.c_str(), "wb");
+    if (f == nullptr)
+        return;
+    if (!bytes.empty())
+        fwrite(bytes.data(), 1, bytes.size(), f);
+    fclose(f);
+}
+
+inline Bytes readBytes(const std::string& path)
+{
+    Bytes out;
+    FILE* f = fopen(path.c_str(), "rb");
+    if (f == nullptr)
+        return out;
+    unsigned char chunk[65536];
+    size_t n;
+    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0)
+        out.insert(out.end(), chunk, chunk + n);
+    fclose(f);
+    return out;
+}
+
+inline void put16(Bytes& out, unsigned int v)
+{
+    out.push_back(static_cast<unsigned char>(v));
+    out.push_back(static_cast<unsigned char>(v >> 8));
+}
+
+inline void put32(Bytes& out, unsigned int v)
+{
+    put16(out, v & 0xFFFF);
+    put16(out, v >> 16);
+}
+
+// One Explicit VR Little Endian element with a 2-byte length field.
+inline void putShortElem(Bytes& out, unsigned int tag, const char* vr, const std::string& value)
+{
+    put16(out, tag >> 16);
+    put16(out, tag & 0xFFFF);
+    out.push_back(static_cast<unsigned char>(vr[0]));
+    out.push_back(static_cast<unsigned char>(vr[1]));
+    put16(out, static_cast<unsigned int>(value.size()));
+    out.insert(out.end(), value.begin(), value.end());
+}
+
+// Preamble and "DICM".
+inline Bytes preambleAndMarker()
+{
+    Bytes out(128, 0);
+    out.insert(out.end(), {'D', 'I', 'C', 'M'});
+    return out;
+}
+
+// The full path of a program on PATH, or empty.
+inline std::string tool(const std::string& name)
+{
+    const char* pathVar = getenv("PATH");
+    std::string paths = pathVar != nullptr ? pathVar : "/usr/bin:/bin";
+    size_t start = 0;
+    while (start <= paths.size()) {
+        size_t end = paths.find(':', start);
+        if (end == std::string::npos)
+            end = paths.size();
+        std::string candidate = paths.substr(start, end - start) + "/" + name;
+        if (access(candidate.c_str(), X_OK) == 0)
+            return candidate;
+        start = end + 1;
+    }
+    return "";
+}
+
+// Runs a shell command, collecting its standard output and error; returns
+// its exit status.
+inline int run(const std::string& command, std::string& output)
+{
+    output.clear();
+    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+    if (pipe == nullptr)
+        return -1;
+    char chunk[4096];
+    size_t n;
+    while ((n = fread(chunk, 1, sizeof chunk, pipe)) > 0)
+        output.append(chunk, n);
+    int status = pclose(pipe);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// A small image data set: patient, study, series and instance attributes and
+// rows x columns pixels of the given bit depth held in memory, if asked.
+inline void buildImage(DcElemList& list, const char* instanceUid, unsigned short rows = 4,
+                       unsigned short columns = 4, unsigned short bits = 8, bool withPixels = true)
+{
+    list.add(new DcElem(T_0008_0016_sopClassUid, UID_SC_IMAGE_STORAGE));
+    list.add(new DcElem(T_0008_0018_sopInstanceUid, instanceUid));
+    list.add(new DcElem(T_0008_0060_modality, "OT"));
+    list.add(new DcElem(T_0010_0010_patientName, "Doe^Jane"));
+    list.add(new DcElem(T_0010_0020_patientId, "PID001"));
+    list.add(new DcElem(T_0020_000d_studyInstanceUid, "2.999.7321.1.1"));
+    list.add(new DcElem(T_0020_000e_seriesInstanceUid, "2.999.7321.1.1.1"));
+    list.add(new DcElem(T_0020_0013_instanceNumber, "1"));
+    list.add(new DcElem(T_0028_0002_samplesPerPixel, static_cast<unsigned short>(1)));
+    list.add(new DcElem(T_0028_0004_photometricInterpretation, "MONOCHROME2"));
+    list.add(new DcElem(T_0028_0010_rows, rows));
+    list.add(new DcElem(T_0028_0011_columns, columns));
+    list.add(new DcElem(T_0028_0100_bitsAllocated, bits));
+    list.add(new DcElem(T_0028_0101_bitsStored, bits));
+    list.add(new DcElem(T_0028_0102_highBit, static_cast<unsigned short>(bits - 1)));
+    list.add(new DcElem(T_0028_0103_pixelRepresentation, static_cast<unsigned short>(0)));
+    if (!withPixels)
+        return;
+    unsigned int len = static_cast<unsigned int>(rows) * columns * (bits / 8);
+    Bytes pixels(len);
+    for (unsigned int i = 0; i < len; ++i)
+        pixels[i] = static_cast<unsigned char>(i * 7 + 1);
+    DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
+    pixelData->addValue(pixels.data(), len, UID_LITTLE_ENDIAN_EXPLICIT);
+    list.add(pixelData);
+}
+
+inline std::string textOf(DcElemList& list, int tagConst)
+{
+    char buf[1025] = "";
+    list.getValue(tagConst, buf, 1024, ELEM_VAL_INDEX_KEEP);
+    return buf;
+}
+
+
+
+#include "media/dirFile.h"
+
+// Writes a small image file at root/relative (directories made as needed).
+inline int writeImageFile(const std::string& root, const std::string& relative, const char* instanceUid,
+                          DICT_UID xfer = UID_LITTLE_ENDIAN_EXPLICIT)
+{
+    std::string path = root + "/" + relative;
+    for (size_t slash = path.find('/', root.size() + 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1))
+        mkdir(path.substr(0, slash).c_str(), 0755);
+    DcElemList list;
+    buildImage(list, instanceUid);
+    DcDirMetaInfo info;
+    info.xferSyn = xfer;
+    return dirWriteFile(path.c_str(), info, list);
+}
+#endif
