@@ -188,12 +188,22 @@ DcMsmSopXferSyn* storageTable()
     return table;
 }
 
+// Sends the pixel data of every received data set to /dev/null, as
+// storescp --ignore receives without storing.
+int discardPixels(void*, DcElemList&, int& pixelDataHandle, DICT_UID)
+{
+    if (pixelDataHandle == -1)
+        pixelDataHandle = open("/dev/null", O_WRONLY);
+    return 0;
+}
+
 // An SCP of this library on its own thread for one association; received
 // data sets are answered and dropped.
 class LibraryScp {
 public:
     LibraryScp(int listenPort, unsigned int maxPdu) : scp("STORESCP", MSM_ROLE_SCP, listenPort)
     {
+        scp.registerPixRecvCB(nullptr, discardPixels);
         info.sopXferList = storageTable();
         info.maxPduLen = maxPdu;
         worker = std::thread([this] { run(); });
