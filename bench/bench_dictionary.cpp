@@ -73,92 +73,57 @@ void labelPosition(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 
-void BM_GetTagDef_Indexed(benchmark::State& state)
+// Times lookup(key, out) for the key that the benchmark's argument picked.
+template <typename Out, typename Key, typename Lookup>
+void timeLookup(benchmark::State& state, Key key, Lookup lookup)
 {
-    unsigned int tag = tagOf(state);
-    int tagConst;
+    Out out;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(Dict.getTagDef(tag, tagConst));
-        benchmark::DoNotOptimize(tagConst);
+        benchmark::DoNotOptimize(lookup(key, out));
+        benchmark::DoNotOptimize(out);
     }
     labelPosition(state);
+}
+
+void BM_GetTagDef_Indexed(benchmark::State& state)
+{
+    timeLookup<int>(state, tagOf(state), [](unsigned int tag, int& tagConst) { return Dict.getTagDef(tag, tagConst); });
 }
 
 void BM_GetTagDef_Scan(benchmark::State& state)
 {
-    unsigned int tag = tagOf(state);
-    int tagConst;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(scanTagDef(tag, tagConst));
-        benchmark::DoNotOptimize(tagConst);
-    }
-    labelPosition(state);
+    timeLookup<int>(state, tagOf(state), scanTagDef);
 }
 
 void BM_GetVrDef_Indexed(benchmark::State& state)
 {
-    unsigned int tag = tagOf(state);
-    DICT_VR vr;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(Dict.getVrDef(tag, vr));
-        benchmark::DoNotOptimize(vr);
-    }
-    labelPosition(state);
+    timeLookup<DICT_VR>(state, tagOf(state), [](unsigned int tag, DICT_VR& vr) { return Dict.getVrDef(tag, vr); });
 }
 
 void BM_GetVrDef_Scan(benchmark::State& state)
 {
-    unsigned int tag = tagOf(state);
-    DICT_VR vr;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(scanVrDef(tag, vr));
-        benchmark::DoNotOptimize(vr);
-    }
-    labelPosition(state);
+    timeLookup<DICT_VR>(state, tagOf(state), scanVrDef);
 }
 
 void BM_GetVm_Indexed(benchmark::State& state)
 {
-    unsigned int tag = tagOf(state);
-    int vm;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(Dict.getVm(tag, vm));
-        benchmark::DoNotOptimize(vm);
-    }
-    labelPosition(state);
+    timeLookup<int>(state, tagOf(state), [](unsigned int tag, int& vm) { return Dict.getVm(tag, vm); });
 }
 
 void BM_GetVm_Scan(benchmark::State& state)
 {
-    unsigned int tag = tagOf(state);
-    int vm;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(scanVm(tag, vm));
-        benchmark::DoNotOptimize(vm);
-    }
-    labelPosition(state);
+    timeLookup<int>(state, tagOf(state), scanVm);
 }
 
 void BM_GetUidDef_Indexed(benchmark::State& state)
 {
-    const char* uidStrg = uidOf(state);
-    DICT_UID uid;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(Dict.getUidDef(uidStrg, uid));
-        benchmark::DoNotOptimize(uid);
-    }
-    labelPosition(state);
+    timeLookup<DICT_UID>(state, uidOf(state),
+                         [](const char* uidStrg, DICT_UID& uid) { return Dict.getUidDef(uidStrg, uid); });
 }
 
 void BM_GetUidDef_Scan(benchmark::State& state)
 {
-    const char* uidStrg = uidOf(state);
-    DICT_UID uid;
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(scanUidDef(uidStrg, uid));
-        benchmark::DoNotOptimize(uid);
-    }
-    labelPosition(state);
+    timeLookup<DICT_UID>(state, uidOf(state), scanUidDef);
 }
 
 void BM_Reset(benchmark::State& state)

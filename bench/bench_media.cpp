@@ -128,6 +128,25 @@ void BM_WriteDiskPixels(benchmark::State& state)
     state.counters["non_pixel_kB"] = nonPixel / 1024.0;
 }
 
+// Reads the written file's header with the pixels left on disk, then streams
+// the pixel value through chunk; false when the header cannot be read.
+bool readBackPixels(std::vector<unsigned char>& chunk, unsigned long long& sum)
+{
+    DcDirMetaInfo info;
+    DcElemList list;
+    if (dirReadFileHeader(outputPath().c_str(), info, list) != 0)
+        return false;
+    DcBuf pixels;
+    list.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP);
+    for (unsigned int done = 0; done < pixels.getLen(); done += CHUNK) {
+        unsigned int want = pixels.getLen() - done < CHUNK ? pixels.getLen() - done : CHUNK;
+        if (pread(pixels.getHandle(), chunk.data(), want, pixels.getOffset() + done) != want)
+            break;
+        sum += chunk[0];
+    }
+    return true;
+}
+
 // Reads the file back with its pixels left on disk, then streams the pixel
 // value through a 16 KiB buffer as an application consuming it would.
 void BM_ReadBackDiskPixels(benchmark::State& state)
@@ -135,19 +154,9 @@ void BM_ReadBackDiskPixels(benchmark::State& state)
     std::vector<unsigned char> chunk(CHUNK);
     unsigned long long sum = 0;
     for (auto _ : state) {
-        DcDirMetaInfo info;
-        DcElemList list;
-        if (dirReadFileHeader(outputPath().c_str(), info, list) != 0) {
+        if (!readBackPixels(chunk, sum)) {
             state.SkipWithError("dirReadFileHeader failed");
             break;
-        }
-        DcBuf pixels;
-        list.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP);
-        for (unsigned int done = 0; done < pixels.getLen(); done += CHUNK) {
-            unsigned int want = pixels.getLen() - done < CHUNK ? pixels.getLen() - done : CHUNK;
-            if (pread(pixels.getHandle(), chunk.data(), want, pixels.getOffset() + done) != want)
-                break;
-            sum += chunk[0];
         }
     }
     benchmark::DoNotOptimize(sum);
@@ -163,17 +172,7 @@ void BM_ReadBackDiskPixelsCold(benchmark::State& state)
         state.PauseTiming();
         dropFromCache(outputPath());
         state.ResumeTiming();
-        DcDirMetaInfo info;
-        DcElemList list;
-        dirReadFileHeader(outputPath().c_str(), info, list);
-        DcBuf pixels;
-        list.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP);
-        for (unsigned int done = 0; done < pixels.getLen(); done += CHUNK) {
-            unsigned int want = pixels.getLen() - done < CHUNK ? pixels.getLen() - done : CHUNK;
-            if (pread(pixels.getHandle(), chunk.data(), want, pixels.getOffset() + done) != want)
-                break;
-            sum += chunk[0];
-        }
+        readBackPixels(chunk, sum);
     }
     benchmark::DoNotOptimize(sum);
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * PIXEL_BYTES);

@@ -191,6 +191,10 @@ private:
     int refuseRead(const char* what);
     void* valueAtIndex(int& status);
     void advance(ELEM_VAL_INDEX index);
+    template <typename Value, typename Accepts, typename Convert>
+    int readConverted(Value& value, ELEM_VAL_INDEX index, const char* what, Accepts accepts, Convert convert);
+    template <typename Record>
+    int readRecord(Record& value, ELEM_VAL_INDEX index, DICT_VR recordVr, const char* what);
     bool isRawVr(DICT_VR v);
 
     int verifyValueAE(const char* text);

@@ -42,6 +42,40 @@ bool isIntegerVr(DICT_VR vr)
     return vr == VR_SL || vr == VR_XL || vr == VR_SS || vr == VR_XS || vr == VR_UL || vr == VR_US;
 }
 
+bool isShortVr(DICT_VR vr)
+{
+    return vr == VR_SS || vr == VR_XS || vr == VR_US;
+}
+
+bool isLongVr(DICT_VR vr)
+{
+    return vr == VR_IS || isIntegerVr(vr);
+}
+
+bool isFloatVr(DICT_VR vr)
+{
+    return vr == VR_FL || isIntegerVr(vr);
+}
+
+bool isDoubleVr(DICT_VR vr)
+{
+    return vr == VR_DS || vr == VR_FL || vr == VR_FD || isIntegerVr(vr);
+}
+
+template <typename Number>
+int toInteger(void* block, DICT_VR vr, Number& value)
+{
+    value = static_cast<Number>(integerOf(block, vr));
+    return 0;
+}
+
+template <typename Number>
+int toReal(void* block, DICT_VR vr, Number& value)
+{
+    value = static_cast<Number>(realOf(block, vr));
+    return 0;
+}
+
 }
 
 int DcElem::refuseRead(const char* what)
@@ -123,142 +157,108 @@ int DcElem::getValue(char* buf, int len, ELEM_VAL_INDEX index)
     return 0;
 }
 
-int DcElem::getValue(short& value, ELEM_VAL_INDEX index)
+// Reads the value at the value index through convert(block, vr, value), which
+// returns a status, when accepts(vr); advances the index on success.
+template <typename Value, typename Accepts, typename Convert>
+int DcElem::readConverted(Value& value, ELEM_VAL_INDEX index, const char* what, Accepts accepts, Convert convert)
 {
     int status;
     void* block = valueAtIndex(status);
     if (block == nullptr)
         return status;
     DICT_VR v = effectiveVr();
-    if (v != VR_SS && v != VR_XS && v != VR_US)
-        return refuseRead("signed short");
-    value = static_cast<short>(integerOf(block, v));
-    advance(index);
-    return 0;
+    if (!accepts(v))
+        return refuseRead(what);
+    status = convert(block, v, value);
+    if (status == 0)
+        advance(index);
+    return status;
+}
+
+// The records kept as text are parsed back from it.
+template <typename Record>
+int DcElem::readRecord(Record& value, ELEM_VAL_INDEX index, DICT_VR recordVr, const char* what)
+{
+    return readConverted(
+        value, index, what, [recordVr](DICT_VR v) { return v == recordVr; },
+        [this](void* block, DICT_VR, Record& out) {
+            return utilStrgToValue(static_cast<char*>(block), out, group, element);
+        });
+}
+
+int DcElem::getValue(short& value, ELEM_VAL_INDEX index)
+{
+    return readConverted(value, index, "signed short", isShortVr, toInteger<short>);
 }
 
 int DcElem::getValue(unsigned short& value, ELEM_VAL_INDEX index)
 {
-    int status;
-    void* block = valueAtIndex(status);
-    if (block == nullptr)
-        return status;
-    DICT_VR v = effectiveVr();
-    if (v != VR_SS && v != VR_XS && v != VR_US)
-        return refuseRead("unsigned short");
-    value = static_cast<unsigned short>(integerOf(block, v));
-    advance(index);
-    return 0;
+    return readConverted(value, index, "unsigned short", isShortVr, toInteger<unsigned short>);
 }
 
 int DcElem::getValue(int& value, ELEM_VAL_INDEX index)
 {
-    int status;
-    void* block = valueAtIndex(status);
-    if (block == nullptr)
-        return status;
-    DICT_VR v = effectiveVr();
-    if (v != VR_IS && !isIntegerVr(v))
-        return refuseRead("signed long");
-    value = static_cast<int>(integerOf(block, v));
-    advance(index);
-    return 0;
+    return readConverted(value, index, "signed long", isLongVr, toInteger<int>);
 }
 
 int DcElem::getValue(unsigned int& value, ELEM_VAL_INDEX index)
 {
-    int status;
-    void* block = valueAtIndex(status);
-    if (block == nullptr)
-        return status;
-    DICT_VR v = effectiveVr();
-    if (!isIntegerVr(v))
-        return refuseRead("unsigned long");
-    value = static_cast<unsigned int>(integerOf(block, v));
-    advance(index);
-    return 0;
+    return readConverted(value, index, "unsigned long", isIntegerVr, toInteger<unsigned int>);
 }
 
 int DcElem::getValue(float& value, ELEM_VAL_INDEX index)
 {
-    int status;
-    void* block = valueAtIndex(status);
-    if (block == nullptr)
-        return status;
-    DICT_VR v = effectiveVr();
-    if (v != VR_FL && !isIntegerVr(v))
-        return refuseRead("float");
-    value = static_cast<float>(realOf(block, v));
-    advance(index);
-    return 0;
+    return readConverted(value, index, "float", isFloatVr, toReal<float>);
 }
 
 int DcElem::getValue(double& value, ELEM_VAL_INDEX index)
 {
-    int status;
-    void* block = valueAtIndex(status);
-    if (block == nullptr)
-        return status;
-    DICT_VR v = effectiveVr();
-    if (v != VR_DS && v != VR_FL && v != VR_FD && !isIntegerVr(v))
-        return refuseRead("double");
-    value = realOf(block, v);
-    advance(index);
-    return 0;
+    return readConverted(value, index, "double", isDoubleVr, toReal<double>);
 }
 
 int DcElem::getValue(DcElemValueAT& value, ELEM_VAL_INDEX index)
 {
-    int status;
-    void* block = valueAtIndex(status);
-    if (block == nullptr)
-        return status;
-    if (effectiveVr() != VR_AT)
-        return refuseRead("DcElemValueAT");
-    unsigned short halves[2];
-    memcpy(halves, block, sizeof halves);
-    value.group = halves[0];
-    value.element = halves[1];
-    advance(index);
-    return 0;
+    return readConverted(
+        value, index, "DcElemValueAT", [](DICT_VR v) { return v == VR_AT; },
+        [](void* block, DICT_VR, DcElemValueAT& out) {
+            unsigned short halves[2];
+            memcpy(halves, block, sizeof halves);
+            out.group = halves[0];
+            out.element = halves[1];
+            return 0;
+        });
 }
 
-// The records kept as text are parsed back from it.
-#define DC_ELEM_GET_RECORD(Type, Vr)                                                \
-    int DcElem::getValue(Type& value, ELEM_VAL_INDEX index)                         \
-    {                                                                               \
-        int status;                                                                 \
-        void* block = valueAtIndex(status);                                         \
-        if (block == nullptr)                                                       \
-            return status;                                                          \
-        if (effectiveVr() != Vr)                                                    \
-            return refuseRead(#Type);                                               \
-        status = utilStrgToValue(static_cast<char*>(block), value, group, element); \
-        if (status == 0)                                                            \
-            advance(index);                                                         \
-        return status;                                                              \
-    }
+int DcElem::getValue(DcElemValueAS& value, ELEM_VAL_INDEX index)
+{
+    return readRecord(value, index, VR_AS, "DcElemValueAS");
+}
 
-DC_ELEM_GET_RECORD(DcElemValueAS, VR_AS)
-DC_ELEM_GET_RECORD(DcElemValueDA, VR_DA)
-DC_ELEM_GET_RECORD(DcElemValueDT, VR_DT)
-DC_ELEM_GET_RECORD(DcElemValuePN, VR_PN)
-DC_ELEM_GET_RECORD(DcElemValueTM, VR_TM)
+int DcElem::getValue(DcElemValueDA& value, ELEM_VAL_INDEX index)
+{
+    return readRecord(value, index, VR_DA, "DcElemValueDA");
+}
 
-#undef DC_ELEM_GET_RECORD
+int DcElem::getValue(DcElemValueDT& value, ELEM_VAL_INDEX index)
+{
+    return readRecord(value, index, VR_DT, "DcElemValueDT");
+}
+
+int DcElem::getValue(DcElemValuePN& value, ELEM_VAL_INDEX index)
+{
+    return readRecord(value, index, VR_PN, "DcElemValuePN");
+}
+
+int DcElem::getValue(DcElemValueTM& value, ELEM_VAL_INDEX index)
+{
+    return readRecord(value, index, VR_TM, "DcElemValueTM");
+}
 
 int DcElem::getValue(DICT_UID& value, ELEM_VAL_INDEX index)
 {
-    int status;
-    void* block = valueAtIndex(status);
-    if (block == nullptr)
-        return status;
-    if (effectiveVr() != VR_UI)
-        return refuseRead("DICT_UID");
-    status = Dict.getUidDef(static_cast<char*>(block), value);
-    if (status == 0)
-        advance(index);
-    return status;
+    return readConverted(
+        value, index, "DICT_UID", [](DICT_VR v) { return v == VR_UI; },
+        [](void* block, DICT_VR, DICT_UID& out) { return Dict.getUidDef(static_cast<char*>(block), out); });
 }
 
 int DcElem::getValue(DcBuf& value, ELEM_VAL_INDEX index)

@@ -40,6 +40,32 @@ void printText(FILE* stream, const char* text)
         fprintf(stream, "  %s\n", text);
 }
 
+// One end of a printed range.
+void printDate(FILE* stream, long packed)
+{
+    int y, m, d;
+    utilLongToYMD(packed, y, m, d);
+    fprintf(stream, " %04d/%02d/%02d", y, m, d);
+}
+
+void printTime(FILE* stream, double packed)
+{
+    int h, m;
+    double s;
+    utilDoubleToHMS(packed, h, m, s);
+    fprintf(stream, " %02d:%02d:%09.6lf", h, m, s);
+}
+
+// A date-time range end: its date (-1: open) and its time (negative: none).
+void printDateTimeEnd(FILE* stream, int date, double time)
+{
+    if (date == -1)
+        return;
+    printDate(stream, date);
+    if (time >= 0.0)
+        printTime(stream, time);
+}
+
 // The dictionary's silent look-ups; the element prints "Unknown" otherwise.
 void describe(unsigned int tag, char* desc, int& vm)
 {
@@ -84,17 +110,12 @@ void DcElem::printValue(FILE* stream, DICT_VR v, int i)
             fprintf(stream, "  %04d/%02d/%02d\n", value.year, value.month, value.day);
             return;
         }
-        int y, m, d;
         fprintf(stream, " ");
-        if (value.rangeStart != -1) {
-            utilLongToYMD(value.rangeStart, y, m, d);
-            fprintf(stream, " %04d/%02d/%02d", y, m, d);
-        }
+        if (value.rangeStart != -1)
+            printDate(stream, value.rangeStart);
         fprintf(stream, " -");
-        if (value.rangeEnd != -1) {
-            utilLongToYMD(value.rangeEnd, y, m, d);
-            fprintf(stream, " %04d/%02d/%02d", y, m, d);
-        }
+        if (value.rangeEnd != -1)
+            printDate(stream, value.rangeEnd);
         fprintf(stream, "\n");
         return;
     }
@@ -106,18 +127,12 @@ void DcElem::printValue(FILE* stream, DICT_VR v, int i)
             fprintf(stream, "  %02d:%02d:%09.6lf\n", value.hour, value.minute, value.second);
             return;
         }
-        int h, m;
-        double s;
         fprintf(stream, " ");
-        if (value.rangeStart >= 0.0) {
-            utilDoubleToHMS(value.rangeStart, h, m, s);
-            fprintf(stream, " %02d:%02d:%09.6lf", h, m, s);
-        }
+        if (value.rangeStart >= 0.0)
+            printTime(stream, value.rangeStart);
         fprintf(stream, " -");
-        if (value.rangeEnd >= 0.0) {
-            utilDoubleToHMS(value.rangeEnd, h, m, s);
-            fprintf(stream, " %02d:%02d:%09.6lf", h, m, s);
-        }
+        if (value.rangeEnd >= 0.0)
+            printTime(stream, value.rangeEnd);
         fprintf(stream, "\n");
         return;
     }
@@ -132,26 +147,10 @@ void DcElem::printValue(FILE* stream, DICT_VR v, int i)
                     std::abs(value.offsetMinute));
             return;
         }
-        int y, m, d, h, mi;
-        double s;
         fprintf(stream, " ");
-        if (value.rangeStart != -1) {
-            utilLongToYMD(value.rangeStart, y, m, d);
-            fprintf(stream, " %04d/%02d/%02d", y, m, d);
-            if (value.rangeStartTime >= 0.0) {
-                utilDoubleToHMS(value.rangeStartTime, h, mi, s);
-                fprintf(stream, " %02d:%02d:%09.6lf", h, mi, s);
-            }
-        }
+        printDateTimeEnd(stream, value.rangeStart, value.rangeStartTime);
         fprintf(stream, " -");
-        if (value.rangeEnd != -1) {
-            utilLongToYMD(value.rangeEnd, y, m, d);
-            fprintf(stream, " %04d/%02d/%02d", y, m, d);
-            if (value.rangeEndTime >= 0.0) {
-                utilDoubleToHMS(value.rangeEndTime, h, mi, s);
-                fprintf(stream, " %02d:%02d:%09.6lf", h, mi, s);
-            }
-        }
+        printDateTimeEnd(stream, value.rangeEnd, value.rangeEndTime);
         fprintf(stream, "\n");
         return;
     }

@@ -10,8 +10,13 @@
 
 namespace {
 
-const char* const nullArgument = "Null argument passed";
 const size_t TEXT_MAX = 128;
+
+int nullText(const char* function)
+{
+    logReport(LOG_CHANNEL_1, function, "Null argument passed");
+    return UTIL_ERR_NULL_ARG;
+}
 
 bool allDigits(const char* p, size_t n)
 {
@@ -74,15 +79,41 @@ int parseDateTime(const char* text, DcElemValueDT& value, unsigned short group, 
     return 0;
 }
 
+// A DA, TM or DT value: without a range separator the text is one value for
+// parseOne(text); otherwise each end that is given goes to
+// parseEnd(endText, isStart), the start first.
+template <typename ParseOne, typename ParseEnd>
+int parseRange(const char* text, bool dateTime, unsigned short group, unsigned short element, ParseOne parseOne,
+               ParseEnd parseEnd)
+{
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
+    const char* dash = findRangeSeparator(text, dateTime);
+    if (dash == nullptr)
+        return parseOne(text);
+    char start[TEXT_MAX + 1];
+    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
+    const char* end = dash + 1;
+    if (start[0] == '\0' && end[0] == '\0') {
+        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
+                  element, text);
+        return UTIL_ERR_BAD_STRING;
+    }
+    int status;
+    if (start[0] != '\0' && (status = parseEnd(start, true)) != 0)
+        return status;
+    if (end[0] != '\0' && (status = parseEnd(end, false)) != 0)
+        return status;
+    return 0;
+}
+
 }
 
 int utilStrgToYMD(const char* text, int& year, int& month, int& day, unsigned short group, unsigned short element)
 {
     year = month = day = 0;
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToYMD", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToYMD");
     char digits[TEXT_MAX + 1];
     copyText(digits, text, TEXT_MAX);
     if (strchr(digits, '.') != nullptr) {
@@ -130,10 +161,8 @@ int utilStrgToHMS(const char* text, int& hour, int& minute, double& second, unsi
 {
     hour = minute = 0;
     second = 0.0;
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToHMS", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToHMS");
     char buf[35];
     copyText(buf, text, 34);
     for (char* colon = strchr(buf, ':'); colon != nullptr; colon = strchr(colon + 1, ':'))
@@ -194,10 +223,8 @@ int utilStrgToHMS(const char* text, int& hour, int& minute, double& second, unsi
 int utilStrgToValue(const char* text, DcElemValueAS& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
     if (strlen(text) != 4) {
         logReport(LOG_CHANNEL_1, "utilStrgToValue",
                   "Element (%04x,%04x) - AS incorrect string length, should be 4 bytes", group, element);
@@ -226,10 +253,8 @@ int utilStrgToValue(const char* text, DcElemValueAS& value, unsigned short group
 int utilStrgToValue(const char* text, DcElemValueAT& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
     if (strlen(text) != 11) {
         logReport(LOG_CHANNEL_1, "utilStrgToValue",
                   "Element (%04x,%04x) - AT incorrect string length, should be 11 bytes", group, element);
@@ -253,113 +278,57 @@ int utilStrgToValue(const char* text, DcElemValueAT& value, unsigned short group
 int utilStrgToValue(const char* text, DcElemValueDA& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
-    const char* dash = findRangeSeparator(text, false);
-    if (dash == nullptr)
-        return utilStrgToYMD(text, value.year, value.month, value.day, group, element);
-    char start[TEXT_MAX + 1];
-    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
-    const char* end = dash + 1;
-    if (start[0] == '\0' && end[0] == '\0') {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
-                  element, text);
-        return UTIL_ERR_BAD_STRING;
-    }
-    int y, m, d, status;
-    if (start[0] != '\0') {
-        if ((status = utilStrgToYMD(start, y, m, d, group, element)) != 0)
+    return parseRange(
+        text, false, group, element,
+        [&](const char* one) { return utilStrgToYMD(one, value.year, value.month, value.day, group, element); },
+        [&](const char* end, bool isStart) {
+            int y, m, d;
+            int status = utilStrgToYMD(end, y, m, d, group, element);
+            if (status == 0)
+                utilYMDToLong(y, m, d, isStart ? value.rangeStart : value.rangeEnd);
             return status;
-        utilYMDToLong(y, m, d, value.rangeStart);
-    }
-    if (end[0] != '\0') {
-        if ((status = utilStrgToYMD(end, y, m, d, group, element)) != 0)
-            return status;
-        utilYMDToLong(y, m, d, value.rangeEnd);
-    }
-    return 0;
+        });
 }
 
 int utilStrgToValue(const char* text, DcElemValueTM& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
-    const char* dash = findRangeSeparator(text, false);
-    if (dash == nullptr)
-        return utilStrgToHMS(text, value.hour, value.minute, value.second, group, element);
-    char start[TEXT_MAX + 1];
-    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
-    const char* end = dash + 1;
-    if (start[0] == '\0' && end[0] == '\0') {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
-                  element, text);
-        return UTIL_ERR_BAD_STRING;
-    }
-    int h, m, status;
-    double s;
-    if (start[0] != '\0') {
-        if ((status = utilStrgToHMS(start, h, m, s, group, element)) != 0)
+    return parseRange(
+        text, false, group, element,
+        [&](const char* one) { return utilStrgToHMS(one, value.hour, value.minute, value.second, group, element); },
+        [&](const char* end, bool isStart) {
+            int h, m;
+            double s;
+            int status = utilStrgToHMS(end, h, m, s, group, element);
+            if (status == 0)
+                utilHMSToDouble(h, m, s, isStart ? value.rangeStart : value.rangeEnd);
             return status;
-        utilHMSToDouble(h, m, s, value.rangeStart);
-    }
-    if (end[0] != '\0') {
-        if ((status = utilStrgToHMS(end, h, m, s, group, element)) != 0)
-            return status;
-        utilHMSToDouble(h, m, s, value.rangeEnd);
-    }
-    return 0;
+        });
 }
 
 int utilStrgToValue(const char* text, DcElemValueDT& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
-    const char* dash = findRangeSeparator(text, true);
-    if (dash == nullptr)
-        return parseDateTime(text, value, group, element);
-    char start[TEXT_MAX + 1];
-    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
-    const char* end = dash + 1;
-    if (start[0] == '\0' && end[0] == '\0') {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
-                  element, text);
-        return UTIL_ERR_BAD_STRING;
-    }
-    DcElemValueDT single;
-    int status;
-    if (start[0] != '\0') {
-        if ((status = parseDateTime(start, single, group, element)) != 0)
-            return status;
-        value.rangeStart = (single.year * 100 + single.month) * 100 + single.day;
-        if (strlen(start) > 8 && start[8] != '+' && start[8] != '-')
-            utilHMSToDouble(single.hour, single.minute, single.second, value.rangeStartTime);
-    }
-    if (end[0] != '\0') {
-        single.reset();
-        if ((status = parseDateTime(end, single, group, element)) != 0)
-            return status;
-        value.rangeEnd = (single.year * 100 + single.month) * 100 + single.day;
-        if (strlen(end) > 8 && end[8] != '+' && end[8] != '-')
-            utilHMSToDouble(single.hour, single.minute, single.second, value.rangeEndTime);
-    }
-    return 0;
+    return parseRange(
+        text, true, group, element, [&](const char* one) { return parseDateTime(one, value, group, element); },
+        [&](const char* end, bool isStart) {
+            DcElemValueDT single;
+            int status = parseDateTime(end, single, group, element);
+            if (status != 0)
+                return status;
+            (isStart ? value.rangeStart : value.rangeEnd) = (single.year * 100 + single.month) * 100 + single.day;
+            if (strlen(end) > 8 && end[8] != '+' && end[8] != '-')
+                utilHMSToDouble(single.hour, single.minute, single.second,
+                                isStart ? value.rangeStartTime : value.rangeEndTime);
+            return 0;
+        });
 }
 
 int utilStrgToValue(const char* text, DcElemValuePN& value, unsigned short group, unsigned short element)
 {
     value.reset();
-    if (text == nullptr) {
-        logReport(LOG_CHANNEL_1, "utilStrgToValue", "%s", nullArgument);
-        return UTIL_ERR_NULL_ARG;
-    }
+    if (text == nullptr)
+        return nullText("utilStrgToValue");
     int carets = 0;
     for (const char* p = text; *p != '\0'; ++p)
         carets += *p == '^';

@@ -1,25 +1,8 @@
 #include "message/DcCmdCEcho.h"
 
+#include "message/DcCmdParms.h"
+
 namespace {
-
-const DcCmdParm cEchoRqParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {CMD_PARM_END, 0},
-};
-
-const DcCmdParm cEchoRspParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_0900_status, CMD_PARM_REQUIRED},
-    {CMD_PARM_END, 0},
-};
 
 const DcCmdRspCopy cEchoRspCopies[] = {
     {T_0000_0002_affectedSopClassUid, T_0000_0002_affectedSopClassUid, true, "T_0000_0002_affectedSopClassUid"},
@@ -41,7 +24,7 @@ DcCmdCEchoRq::DcCmdCEchoRq() : DcCmd(CMD_C_ECHO_RQ, CMD_DATASET_ABSENT)
 
 int DcCmdCEchoRq::initialize()
 {
-    setParmList(cEchoRqParms);
+    setParmList(cmdParmList(CMD_C_ECHO_RQ));
     return 0;
 }
 
@@ -52,7 +35,7 @@ DcCmdCEchoRsp::DcCmdCEchoRsp() : DcCmd(CMD_C_ECHO_RSP, CMD_DATASET_ABSENT)
 
 int DcCmdCEchoRsp::initialize()
 {
-    setParmList(cEchoRspParms);
+    setParmList(cmdParmList(CMD_C_ECHO_RSP));
     return 0;
 }
 

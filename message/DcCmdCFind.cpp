@@ -1,26 +1,8 @@
 #include "message/DcCmdCFind.h"
 
+#include "message/DcCmdParms.h"
+
 namespace {
-
-const DcCmdParm cFindRqParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
-    {T_0000_0700_priority, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {CMD_PARM_END, 0},
-};
-
-const DcCmdParm cFindRspParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_0900_status, CMD_PARM_REQUIRED},
-    {CMD_PARM_END, 0},
-};
 
 const DcCmdRspCopy cFindRspCopies[] = {
     {T_0000_0002_affectedSopClassUid, T_0000_0002_affectedSopClassUid, true, "T_0000_0002_affectedSopClassUid"},
@@ -42,7 +24,7 @@ DcCmdCFindRq::DcCmdCFindRq() : DcCmd(CMD_C_FIND_RQ, CMD_DATASET_PRESENT)
 
 int DcCmdCFindRq::initialize()
 {
-    setParmList(cFindRqParms);
+    setParmList(cmdParmList(CMD_C_FIND_RQ));
     return 0;
 }
 
@@ -53,7 +35,7 @@ DcCmdCFindRsp::DcCmdCFindRsp() : DcCmd(CMD_C_FIND_RSP, CMD_DATASET_OPTIONAL)
 
 int DcCmdCFindRsp::initialize()
 {
-    setParmList(cFindRspParms);
+    setParmList(cmdParmList(CMD_C_FIND_RSP));
     return 0;
 }
 

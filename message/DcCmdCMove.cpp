@@ -1,31 +1,8 @@
 #include "message/DcCmdCMove.h"
 
+#include "message/DcCmdParms.h"
+
 namespace {
-
-const DcCmdParm cMoveRqParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
-    {T_0000_0600_moveDestination, CMD_PARM_REQUIRED},
-    {T_0000_0700_priority, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {CMD_PARM_END, 0},
-};
-
-const DcCmdParm cMoveRspParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_0900_status, CMD_PARM_REQUIRED},
-    {T_0000_1020_numberOfRemainingSuboperations, CMD_PARM_CONDITIONAL},
-    {T_0000_1021_numberOfCompletedSuboperations, CMD_PARM_CONDITIONAL},
-    {T_0000_1022_numberOfFailedSuboperations, CMD_PARM_CONDITIONAL},
-    {T_0000_1023_numberOfWarningSuboperations, CMD_PARM_CONDITIONAL},
-    {CMD_PARM_END, 0},
-};
 
 const DcCmdRspCopy cMoveRspCopies[] = {
     {T_0000_0002_affectedSopClassUid, T_0000_0002_affectedSopClassUid, true, "T_0000_0002_affectedSopClassUid"},
@@ -47,7 +24,7 @@ DcCmdCMoveRq::DcCmdCMoveRq() : DcCmd(CMD_C_MOVE_RQ, CMD_DATASET_PRESENT)
 
 int DcCmdCMoveRq::initialize()
 {
-    setParmList(cMoveRqParms);
+    setParmList(cmdParmList(CMD_C_MOVE_RQ));
     return 0;
 }
 
@@ -58,7 +35,7 @@ DcCmdCMoveRsp::DcCmdCMoveRsp() : DcCmd(CMD_C_MOVE_RSP, CMD_DATASET_OPTIONAL)
 
 int DcCmdCMoveRsp::initialize()
 {
-    setParmList(cMoveRspParms);
+    setParmList(cmdParmList(CMD_C_MOVE_RSP));
     return 0;
 }
 

@@ -1,35 +1,8 @@
 #include "message/DcCmdCStore.h"
 
+#include "message/DcCmdParms.h"
+
 namespace {
-
-const DcCmdParm cStoreRqParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
-    {T_0000_0200_initiator, CMD_PARM_OPTIONAL},
-    {T_0000_0300_receiver, CMD_PARM_OPTIONAL},
-    {T_0000_0700_priority, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_REQUIRED},
-    {T_0000_1030_moveOriginatorApplicationEntityTitle, CMD_PARM_OPTIONAL},
-    {T_0000_1031_moveOriginatorMessageId, CMD_PARM_OPTIONAL},
-    {CMD_PARM_END, 0},
-};
-
-const DcCmdParm cStoreRspParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0001_commandLengthToEnd, CMD_PARM_OPTIONAL},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
-    {T_0000_0200_initiator, CMD_PARM_OPTIONAL},
-    {T_0000_0300_receiver, CMD_PARM_OPTIONAL},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_0900_status, CMD_PARM_REQUIRED},
-    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_OPTIONAL},
-    {CMD_PARM_END, 0},
-};
 
 const DcCmdRspCopy cStoreRspCopies[] = {
     {T_0000_0002_affectedSopClassUid, T_0000_0002_affectedSopClassUid, true, "T_0000_0002_affectedSopClassUid"},
@@ -54,7 +27,7 @@ DcCmdCStoreRq::DcCmdCStoreRq() : DcCmd(CMD_C_STORE_RQ, CMD_DATASET_PRESENT)
 
 int DcCmdCStoreRq::initialize()
 {
-    setParmList(cStoreRqParms);
+    setParmList(cmdParmList(CMD_C_STORE_RQ));
     return 0;
 }
 
@@ -65,7 +38,7 @@ DcCmdCStoreRsp::DcCmdCStoreRsp() : DcCmd(CMD_C_STORE_RSP, CMD_DATASET_ABSENT)
 
 int DcCmdCStoreRsp::initialize()
 {
-    setParmList(cStoreRspParms);
+    setParmList(cmdParmList(CMD_C_STORE_RSP));
     return 0;
 }
 

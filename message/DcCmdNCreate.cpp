@@ -1,27 +1,8 @@
 #include "message/DcCmdNCreate.h"
 
+#include "message/DcCmdParms.h"
+
 namespace {
-
-const DcCmdParm nCreateRqParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_OPTIONAL},
-    {CMD_PARM_END, 0},
-};
-
-const DcCmdParm nCreateRspParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_0900_status, CMD_PARM_REQUIRED},
-    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_CONDITIONAL},
-    {CMD_PARM_END, 0},
-};
 
 const DcCmdRspCopy nCreateRspCopies[] = {
     {T_0000_0110_messageId, T_0000_0120_messageIdBeingRespondedTo, true, "T_0000_0110_messageId"},
@@ -44,7 +25,7 @@ DcCmdNCreateRq::DcCmdNCreateRq() : DcCmd(CMD_N_CREATE_RQ, CMD_DATASET_PRESENT)
 
 int DcCmdNCreateRq::initialize()
 {
-    setParmList(nCreateRqParms);
+    setParmList(cmdParmList(CMD_N_CREATE_RQ));
     return 0;
 }
 
@@ -55,7 +36,7 @@ DcCmdNCreateRsp::DcCmdNCreateRsp() : DcCmd(CMD_N_CREATE_RSP, CMD_DATASET_OPTIONA
 
 int DcCmdNCreateRsp::initialize()
 {
-    setParmList(nCreateRspParms);
+    setParmList(cmdParmList(CMD_N_CREATE_RSP));
     return 0;
 }
 

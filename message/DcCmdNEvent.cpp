@@ -1,28 +1,8 @@
 #include "message/DcCmdNEvent.h"
 
+#include "message/DcCmdParms.h"
+
 namespace {
-
-const DcCmdParm nEventRqParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_REQUIRED},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_REQUIRED},
-    {T_0000_1002_eventTypeId, CMD_PARM_REQUIRED},
-    {CMD_PARM_END, 0},
-};
-
-const DcCmdParm nEventRspParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_0900_status, CMD_PARM_REQUIRED},
-    {T_0000_1002_eventTypeId, CMD_PARM_CONDITIONAL},
-    {CMD_PARM_END, 0},
-};
 
 const DcCmdRspCopy nEventRspCopies[] = {
     {T_0000_0002_affectedSopClassUid, T_0000_0002_affectedSopClassUid, true, "T_0000_0002_affectedSopClassUid"},
@@ -46,7 +26,7 @@ DcCmdNEventRq::DcCmdNEventRq() : DcCmd(CMD_N_EVENT_REPORT_RQ, CMD_DATASET_OPTION
 
 int DcCmdNEventRq::initialize()
 {
-    setParmList(nEventRqParms);
+    setParmList(cmdParmList(CMD_N_EVENT_REPORT_RQ));
     return 0;
 }
 
@@ -57,7 +37,7 @@ DcCmdNEventRsp::DcCmdNEventRsp() : DcCmd(CMD_N_EVENT_REPORT_RSP, CMD_DATASET_OPT
 
 int DcCmdNEventRsp::initialize()
 {
-    setParmList(nEventRspParms);
+    setParmList(cmdParmList(CMD_N_EVENT_REPORT_RSP));
     return 0;
 }
 

@@ -1,27 +1,8 @@
 #include "message/DcCmdNSet.h"
 
+#include "message/DcCmdParms.h"
+
 namespace {
-
-const DcCmdParm nSetRqParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0003_requestedSopClassUid, CMD_PARM_REQUIRED},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0110_messageId, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_1001_requestedSopInstanceUid, CMD_PARM_REQUIRED},
-    {CMD_PARM_END, 0},
-};
-
-const DcCmdParm nSetRspParms[] = {
-    {T_0000_0000_groupLength, CMD_PARM_REQUIRED},
-    {T_0000_0002_affectedSopClassUid, CMD_PARM_OPTIONAL},
-    {T_0000_0100_command, CMD_PARM_REQUIRED},
-    {T_0000_0120_messageIdBeingRespondedTo, CMD_PARM_REQUIRED},
-    {T_0000_0800_commandDataSetType, CMD_PARM_REQUIRED},
-    {T_0000_0900_status, CMD_PARM_REQUIRED},
-    {T_0000_1000_affectedSopInstanceUid, CMD_PARM_OPTIONAL},
-    {CMD_PARM_END, 0},
-};
 
 const DcCmdRspCopy nSetRspCopies[] = {
     {T_0000_0110_messageId, T_0000_0120_messageIdBeingRespondedTo, true, "T_0000_0110_messageId"},
@@ -44,7 +25,7 @@ DcCmdNSetRq::DcCmdNSetRq() : DcCmd(CMD_N_SET_RQ, CMD_DATASET_PRESENT)
 
 int DcCmdNSetRq::initialize()
 {
-    setParmList(nSetRqParms);
+    setParmList(cmdParmList(CMD_N_SET_RQ));
     return 0;
 }
 
@@ -55,7 +36,7 @@ DcCmdNSetRsp::DcCmdNSetRsp() : DcCmd(CMD_N_SET_RSP, CMD_DATASET_OPTIONAL)
 
 int DcCmdNSetRsp::initialize()
 {
-    setParmList(nSetRspParms);
+    setParmList(cmdParmList(CMD_N_SET_RSP));
     return 0;
 }
 

@@ -15,7 +15,7 @@ protected:
     void SetUp() override
     {
         Dict.reset();
-        log.lines.clear();
+        log.entries.clear();
     }
     void TearDown() override { Dict.reset(); }
     LogCapture log;
@@ -43,7 +43,7 @@ TEST_F(Extend, FirstAddedTagTakesTheConstantAfterPixelData)
     int vm;
     EXPECT_EQ(Dict.getVm(0x0011, 0x0077, vm), 0);
     EXPECT_EQ(vm, 2);
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST_F(Extend, AddedPrivateTagIsFoundUnderEveryCreatorBlock)
@@ -87,7 +87,7 @@ TEST_F(Extend, ExactlyThreeHundredEightyThreeAdditionsFillTheTable)
     for (unsigned int i = 0; i < 383; ++i)
         ASSERT_EQ(Dict.add(0x70000000u + 0x0100u + i, VR_LO, 1, nullptr, &tagConst), 0) << i;
     EXPECT_EQ(tagConst, firstAddedConst + 382);
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
     EXPECT_EQ(Dict.add(0x70020100u, VR_LO, 1, nullptr, &tagConst), DICT_ERR_FULL);
     EXPECT_TRUE(log.has("DcDict::add", "Dictionary element limit reached"));
     // A removal frees one slot again.
@@ -200,7 +200,7 @@ TEST_F(Extend, SequenceMemberListOfABuiltInSequence)
     EXPECT_EQ(Dict.getSqTagList(0x0008, 0x1140, members, sameCount), 0);
     EXPECT_EQ(sameCount, count);
     EXPECT_EQ(Dict.getSqTagList(0x50022600u, members, count), 0);
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST_F(Extend, SequenceMemberListFailures)
@@ -228,7 +228,7 @@ TEST_F(Extend, NewSequenceWithMembers)
     ASSERT_EQ(count, 3);
     EXPECT_EQ(members[2], 0x00191001u);
     EXPECT_EQ(Dict.getSqTagList(0x00192001u, members, count), 0);
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
     EXPECT_EQ(Dict.subtract(0x00191001u), 0);
     EXPECT_EQ(Dict.getSqTagList(0x00191001u, members, count), DICT_ERR_NOT_FOUND);
     // Added again, it starts without a stale list.

@@ -14,7 +14,7 @@ protected:
     void SetUp() override
     {
         Dict.reset();
-        log.lines.clear();
+        log.entries.clear();
     }
     LogCapture log;
 };
@@ -30,7 +30,7 @@ TEST_F(Lookup, TagOfAConstant)
     EXPECT_EQ(Dict.getTag(T_60xx_3000_overlayData, group, element), 0);
     EXPECT_EQ(group, 0x60FF);
     EXPECT_EQ(element, 0x3000);
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST_F(Lookup, UnknownConstantGivesAllOnesAndAReport)
@@ -38,8 +38,8 @@ TEST_F(Lookup, UnknownConstantGivesAllOnesAndAReport)
     unsigned int tag = 0;
     EXPECT_EQ(Dict.getTag(12345, tag), DICT_ERR_NOT_FOUND);
     EXPECT_EQ(tag, 0xFFFFFFFFu);
-    ASSERT_EQ(log.lines.size(), 1u);
-    EXPECT_EQ(log.lines[0].channel, LOG_CHANNEL_0);
+    ASSERT_EQ(log.entries.size(), 1u);
+    EXPECT_EQ(log.entries[0].channel, LOG_CHANNEL_0);
     EXPECT_TRUE(log.has("DcDict::getTag", "Enum constant Tag 12345 (0x3039) is not in dictionary"));
 }
 
@@ -77,7 +77,7 @@ TEST_F(Lookup, UnknownTagFailsQuietlyInGetTagDefButIsReportedByGetVm)
     int tagConst = 0;
     EXPECT_EQ(Dict.getTagDef(0x00091010u, tagConst), DICT_ERR_NOT_FOUND);
     EXPECT_EQ(tagConst, -1);
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
     int vm = 5;
     EXPECT_EQ(Dict.getVm(0x00091010u, vm), DICT_ERR_NOT_FOUND);
     EXPECT_EQ(vm, 0);
@@ -95,7 +95,7 @@ TEST_F(Lookup, ConstantLookupsFailWithoutAReport)
     EXPECT_EQ(vr, VR_UNKNOWN);
     EXPECT_EQ(Dict.getDesc(777, desc), DICT_ERR_NOT_FOUND);
     EXPECT_STREQ(desc, "Unknown");
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST_F(Lookup, VrAndVmOfTellingRows)
@@ -201,7 +201,7 @@ TEST_F(Lookup, LengthsAndSwapUnits)
         EXPECT_EQ(Dict.getVrSize(extra.vr, size), 0);
         EXPECT_EQ(size, extra.size);
     }
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST_F(Lookup, RetiredAndNamelessVrsHaveNoLength)
@@ -263,14 +263,14 @@ TEST_F(Lookup, UidFailures)
     char uid[65] = "junk";
     EXPECT_EQ(Dict.getUid(UID_NONE, uid), DICT_ERR_NOT_FOUND);
     EXPECT_STREQ(uid, "");
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
     strcpy(uid, "junk");
     EXPECT_EQ(Dict.getUid(static_cast<DICT_UID>(300), uid), DICT_ERR_NOT_FOUND);
     EXPECT_STREQ(uid, "");
     EXPECT_TRUE(log.has("DcDict::getUid", "Enum constant UID 300 (0x12c) is not in dictionary"));
-    EXPECT_EQ(log.lines.back().channel, LOG_CHANNEL_0);
+    EXPECT_EQ(log.entries.back().channel, LOG_CHANNEL_0);
     EXPECT_EQ(Dict.getUid(UID_VERIFICATION, nullptr), DICT_ERR_NULL_ARG);
-    EXPECT_EQ(log.lines.back().channel, LOG_CHANNEL_1);
+    EXPECT_EQ(log.entries.back().channel, LOG_CHANNEL_1);
 }
 
 TEST_F(Lookup, UidDescriptions)
@@ -284,7 +284,7 @@ TEST_F(Lookup, UidDescriptions)
     EXPECT_STREQ(desc, "RLE Lossless");
     EXPECT_EQ(Dict.getDesc(static_cast<DICT_UID>(120), desc), DICT_ERR_NOT_FOUND);
     EXPECT_STREQ(desc, "Unknown");
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST_F(Lookup, MessageDescriptions)
@@ -309,7 +309,7 @@ TEST_F(Lookup, ByteOrderOfTransferSyntaxes)
         EXPECT_EQ(Dict.getEndian(static_cast<DICT_UID>(uid), endian), 0);
         EXPECT_EQ(endian, ENDIAN_LITTLE) << uid;
     }
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
     EXPECT_EQ(Dict.getEndian(UID_VERIFICATION, endian), DICT_ERR_NOT_XFER_SYNTAX);
     EXPECT_EQ(endian, ENDIAN_UNKNOWN);
     EXPECT_TRUE(log.has("DcDict::getEndian", "'1.2.840.10008.1.1' is not a Transfer Syntax UID"));

@@ -32,7 +32,7 @@ TEST(BuiltinSequenceLists, EveryListLoadsAndReadsBack)
 {
     LogCapture log;
     Dict.reset();
-    EXPECT_TRUE(log.lines.empty()) << log.lines.front().message;
+    EXPECT_TRUE(log.entries.empty()) << log.entries.front().message;
     for (int g = 0; g < DcDictBuiltinSqGroupCount; ++g) {
         const DcDictSqGroupDef& group = DcDictBuiltinSqGroups[g];
         for (int i = 0; i < group.count; ++i) {
@@ -78,7 +78,7 @@ TEST(BuiltinSequenceLists, CommonSequencesHaveLists)
         EXPECT_EQ(Dict.getSqTagList(sequence, members, count), 0) << std::hex << sequence;
         EXPECT_GT(count, 0);
     }
-    EXPECT_TRUE(log.lines.empty());
+    EXPECT_TRUE(log.entries.empty());
 }
 
 TEST(BuiltinSequenceLists, CodeSequencesListTheCodeTriplet)

@@ -12,8 +12,8 @@
 // report instead of printing it.
 class LogCapture : public DcLog {
 public:
-    struct Line {
-        LOG_MSG channel;
+    struct Entry {
+        int channel;
         std::string function;
         std::string message;
     };
@@ -29,19 +29,34 @@ public:
         va_start(args, format);
         vsnprintf(text, sizeof text, format, args);
         va_end(args);
-        lines.push_back({channel, function ? function : "", text});
+        entries.push_back({channel, function ? function : "", text});
         return 0;
     }
 
+    bool has(const std::string& message) const { return find(message) != nullptr; }
     bool has(const std::string& function, const std::string& message) const
     {
-        for (const Line& line : lines)
-            if (line.function == function && line.message == message)
+        for (const Entry& entry : entries)
+            if (entry.function == function && entry.message == message)
                 return true;
         return false;
     }
+    const Entry* find(const std::string& message) const
+    {
+        for (const Entry& entry : entries)
+            if (entry.message == message)
+                return &entry;
+        return nullptr;
+    }
+    std::vector<std::string> messages() const
+    {
+        std::vector<std::string> out;
+        for (const Entry& entry : entries)
+            out.push_back(entry.message);
+        return out;
+    }
 
-    std::vector<Line> lines;
+    std::vector<Entry> entries;
 
 private:
     DcLog* saved;

@@ -45,8 +45,8 @@ TEST(UtilSwab, NullDataIsReported)
 {
     LogCapture log;
     EXPECT_EQ(utilSwab(static_cast<double*>(nullptr), 8), UTIL_ERR_NULL_ARG);
-    ASSERT_EQ(log.lines.size(), 1u);
-    EXPECT_EQ(log.lines[0].channel, LOG_CHANNEL_1);
+    ASSERT_EQ(log.entries.size(), 1u);
+    EXPECT_EQ(log.entries[0].channel, LOG_CHANNEL_1);
     EXPECT_TRUE(log.has("utilSwab", "Null argument passed"));
 }
 

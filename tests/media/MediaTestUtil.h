@@ -1,7 +1,6 @@
 #ifndef BRENIK3_TESTS_MEDIA_MEDIATESTUTIL_H
 #define BRENIK3_TESTS_MEDIA_MEDIATESTUTIL_H
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -13,48 +12,9 @@
 
 #include "dataset/DcElemList.h"
 #include "dictionary/DcDict.h"
-#include "foundation/DcLog.h"
+#include "tests/foundation/LogCapture.h"
 
 typedef std::vector<unsigned char> Bytes;
-
-// Installs a log that keeps every reported message while it lives.
-class LogCapture : public DcLog {
-public:
-    struct Entry {
-        int channel;
-        std::string function;
-        std::string message;
-    };
-
-    LogCapture() : saved(Log) { Log = this; }
-    ~LogCapture() override { Log = saved; }
-
-    int report(LOG_MSG channel, const char* function, const char* format, ...) override
-        __attribute__((format(printf, 4, 5)))
-    {
-        char text[1024];
-        va_list args;
-        va_start(args, format);
-        vsnprintf(text, sizeof text, format, args);
-        va_end(args);
-        entries.push_back({channel, function ? function : "", text});
-        return 0;
-    }
-
-    bool has(const std::string& message) const { return find(message) != nullptr; }
-    const Entry* find(const std::string& message) const
-    {
-        for (const Entry& entry : entries)
-            if (entry.message == message)
-                return &entry;
-        return nullptr;
-    }
-
-    std::vector<Entry> entries;
-
-private:
-    DcLog* saved;
-};
 
 // A fresh directory under /tmp, removed with everything in it at the end.
 class TempDir {

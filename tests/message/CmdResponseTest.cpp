@@ -15,7 +15,7 @@
 #include "message/DcCmdNEvent.h"
 #include "message/DcCmdNGet.h"
 #include "message/DcCmdNSet.h"
-#include "tests/message/MessageTestUtil.h"
+#include "tests/foundation/LogCapture.h"
 
 namespace {
 
@@ -95,7 +95,7 @@ TEST(CmdParseRequest, NullRequestIsReported)
 {
     for (const RspClass& c : allResponses()) {
         std::unique_ptr<DcCmd> rsp(c.makeResponse());
-        MessageLog log;
+        LogCapture log;
         EXPECT_EQ(c.nullArg, c.parse(rsp.get(), nullptr)) << c.name;
         ASSERT_EQ(1u, log.entries.size()) << c.name;
         EXPECT_EQ("Null argument passed", log.entries[0].message);
@@ -110,7 +110,7 @@ TEST(CmdParseRequest, OtherRequestTypeIsIncompatible)
         DcCmdCEchoRq echo;
         DcCmdCStoreRq store;
         DcCmd* wrong = std::string(c.name) == "CEchoRsp" ? static_cast<DcCmd*>(&store) : &echo;
-        MessageLog log;
+        LogCapture log;
         EXPECT_EQ(c.incompatible, c.parse(rsp.get(), wrong)) << c.name;
         ASSERT_EQ(1u, log.entries.size()) << c.name;
         std::string expected = wrong == &echo ? "Incompatible RQ command - 'C-ECHO Request'"
@@ -132,7 +132,7 @@ TEST(CmdParseRequest, CompleteRequestFillsTheResponse)
         info.maxPduLen = 1000;
         rq->setInfo(info);
         std::unique_ptr<DcCmd> rsp(c.makeResponse());
-        MessageLog log;
+        LogCapture log;
         ASSERT_EQ(0, c.parse(rsp.get(), rq.get())) << c.name;
         EXPECT_TRUE(log.entries.empty()) << c.name;
 
@@ -163,7 +163,7 @@ TEST(CmdParseRequest, MissingRequiredElementStopsWithItsMessage)
                 if (i != gap)
                     addRequired(rq.get(), c.required[i].first);
             std::unique_ptr<DcCmd> rsp(c.makeResponse());
-            MessageLog log;
+            LogCapture log;
             EXPECT_EQ(c.missing, c.parse(rsp.get(), rq.get())) << c.name << " " << gap;
             ASSERT_EQ(1u, log.entries.size()) << c.name;
             EXPECT_EQ(std::string(c.required[gap].second) + " missing in " + c.requestName, log.entries[0].message);

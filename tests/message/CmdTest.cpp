@@ -16,7 +16,7 @@
 #include "message/DcCmdNEvent.h"
 #include "message/DcCmdNGet.h"
 #include "message/DcCmdNSet.h"
-#include "tests/message/MessageTestUtil.h"
+#include "tests/foundation/LogCapture.h"
 
 namespace {
 
@@ -121,7 +121,7 @@ TEST(CmdClasses, ParameterListsNameTheRequiredElements)
         std::unique_ptr<DcCmd> cmd(c.make());
         if (c.rule == CMD_DATASET_PRESENT)
             cmd->add(new DcElem(T_0010_0020_patientId, "P"));
-        MessageLog log;
+        LogCapture log;
         int added = 0;
         EXPECT_EQ(CMD_ERR_MISSING, cmd->elemListVerify(added)) << c.name;
         EXPECT_EQ(c.missing, log.messages()) << c.name;
@@ -133,7 +133,7 @@ TEST(CmdClasses, DataSetRulesAreChecked)
 {
     for (const CmdClass& c : allClasses()) {
         std::unique_ptr<DcCmd> bare(c.make());
-        MessageLog log;
+        LogCapture log;
         int added = 0;
         int status = bare->elemListVerify(added);
         if (c.rule == CMD_DATASET_PRESENT) {
@@ -151,7 +151,7 @@ TEST(CmdClasses, DataSetRulesAreChecked)
 TEST(CmdAdd, DataSetElementRefusedByCommandWithoutDataSet)
 {
     DcCmdCEchoRq echo;
-    MessageLog log;
+    LogCapture log;
     EXPECT_EQ(nullptr, echo.add(new DcElem(T_0008_0018_sopInstanceUid, "1.2.3")));
     ASSERT_EQ(1u, log.entries.size());
     EXPECT_EQ("Dataset not allowed for this command", log.entries[0].message);
@@ -162,7 +162,7 @@ TEST(CmdAdd, DataSetElementRefusedByCommandWithoutDataSet)
 TEST(CmdAdd, NullElementIsReported)
 {
     DcCmdCEchoRq echo;
-    MessageLog log;
+    LogCapture log;
     EXPECT_EQ(nullptr, echo.add(static_cast<DcElem*>(nullptr)));
     EXPECT_EQ(std::vector<std::string>{"Null argument passed for element"}, log.messages());
     EXPECT_EQ(nullptr, echo.add(static_cast<DcElemList*>(nullptr)));
@@ -175,7 +175,7 @@ TEST(CmdAdd, ListIsMovedInElementByElementAndDestroyed)
     DcElemList* list = new DcElemList;
     list->add(new DcElem(T_0000_0002_affectedSopClassUid, "1.2.840.10008.1.1"));
     list->add(new DcElem(T_0010_0020_patientId, "P"));
-    MessageLog log;
+    LogCapture log;
     EXPECT_EQ(list, echo.add(list));
     EXPECT_EQ(std::vector<std::string>{"Dataset not allowed for this command"}, log.messages());
     EXPECT_EQ(0, echo.getElem(T_0000_0002_affectedSopClassUid, static_cast<DcElem**>(nullptr)));
@@ -230,7 +230,7 @@ TEST(CmdVerify, GetResponseNeedsStatusButNoSubOperationCounts)
     DcCmdCGetRsp rsp;
     rsp.add(new DcElem(T_0000_0120_messageIdBeingRespondedTo, static_cast<unsigned short>(3)));
     rsp.add(new DcElem(T_0000_0800_commandDataSetType, static_cast<unsigned short>(0x0101)));
-    MessageLog log;
+    LogCapture log;
     int added = 0;
     EXPECT_EQ(CMD_ERR_MISSING, rsp.elemListVerify(added));
     EXPECT_EQ(std::vector<std::string>{"Element (0000,0900) missing from command"}, log.messages());
@@ -241,7 +241,7 @@ TEST(CmdVerify, GetResponseNeedsStatusButNoSubOperationCounts)
 TEST(CmdFrame, NullBufferIsRefused)
 {
     DcCmdCEchoRq echo;
-    MessageLog log;
+    LogCapture log;
     unsigned int len = 0;
     EXPECT_EQ(CMD_ERR_NULL_ARG, echo.frame(nullptr, len, UID_LITTLE_ENDIAN_IMPLICIT));
     EXPECT_EQ("DcCmd::frame", log.entries.at(0).function);
@@ -252,7 +252,7 @@ TEST(CmdFrame, ResultIsZeroWhateverTheFramingReported)
     DcCmdCEchoRq echo;
     unsigned char buf[256];
     unsigned int len = 0;
-    MessageLog log;
+    LogCapture log;
     EXPECT_EQ(0, echo.frame(buf, len, UID_VERIFICATION));
     EXPECT_FALSE(log.entries.empty());
     EXPECT_EQ(0, echo.frame(buf, len, UID_LITTLE_ENDIAN_IMPLICIT));

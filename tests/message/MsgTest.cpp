@@ -4,7 +4,7 @@
 #include "message/DcCmdCCancel.h"
 #include "message/DcCmdCStore.h"
 #include "message/DcIod.h"
-#include "tests/message/MessageTestUtil.h"
+#include "tests/foundation/LogCapture.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ TEST(MsgParseType, EveryCommandFieldIsKnown)
 
 TEST(MsgParseType, UnknownCommandFieldGivesNoneSilently)
 {
-    MessageLog log;
+    LogCapture log;
     int status = 0;
     EXPECT_EQ(MSG_NONE, parsedType(new DcElem(T_0000_0100_command, static_cast<unsigned short>(0x8031)), status));
     EXPECT_EQ(MSG_ERR_UNKNOWN_COMMAND, status);
@@ -68,7 +68,7 @@ TEST(MsgDesc, CancelHasNoDescriptionOfItsOwn)
 
 TEST(IodFrame, NullBufferFramesNothing)
 {
-    MessageLog log;
+    LogCapture log;
     DcIod iod;
     unsigned int len = 77;
     EXPECT_EQ(IOD_ERR_NULL_ARG, iod.frame(nullptr, len, UID_LITTLE_ENDIAN_IMPLICIT));

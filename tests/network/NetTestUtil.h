@@ -1,7 +1,6 @@
 #ifndef BRENIK3_TESTS_NETWORK_NETTESTUTIL_H
 #define BRENIK3_TESTS_NETWORK_NETTESTUTIL_H
 
-#include <cstdarg>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -10,52 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "foundation/DcLog.h"
-
-// Installs a log that keeps every reported message while it lives.
-class LogCapture : public DcLog {
-public:
-    struct Entry {
-        int channel;
-        std::string function;
-        std::string message;
-    };
-
-    LogCapture() : saved(Log) { Log = this; }
-    ~LogCapture() override { Log = saved; }
-
-    int report(LOG_MSG channel, const char* function, const char* format, ...) override
-        __attribute__((format(printf, 4, 5)))
-    {
-        char text[1024];
-        va_list args;
-        va_start(args, format);
-        vsnprintf(text, sizeof text, format, args);
-        va_end(args);
-        entries.push_back({channel, function ? function : "", text});
-        return 0;
-    }
-
-    bool has(const std::string& message) const
-    {
-        for (const Entry& entry : entries)
-            if (entry.message == message)
-                return true;
-        return false;
-    }
-    const Entry* find(const std::string& message) const
-    {
-        for (const Entry& entry : entries)
-            if (entry.message == message)
-                return &entry;
-        return nullptr;
-    }
-
-    std::vector<Entry> entries;
-
-private:
-    DcLog* saved;
-};
+#include "tests/foundation/LogCapture.h"
 
 typedef std::vector<unsigned char> Bytes;
 

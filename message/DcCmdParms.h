@@ -1,0 +1,10 @@
+#ifndef BRENIK3_MESSAGE_DCCMDPARMS_H
+#define BRENIK3_MESSAGE_DCCMDPARMS_H
+
+#include "message/DcCmd.h"
+
+// The parameter list of each command type, ended by a CMD_PARM_END row; the
+// commands whose lists are alike share one. Null for a type without a list.
+const DcCmdParm* cmdParmList(CMD_TYPE type);
+
+#endif
