@@ -221,6 +221,15 @@ DcDictTagEntry* DcDict::findTag(unsigned int tag)
     return it == tagIndex.end() ? nullptr : tags[it->second];
 }
 
+// A built-in constant equals its tag, so callers often pass a plain tag
+// number, such as 0x60023000, where a constant is expected: a number that is
+// no constant is taken as a tag value before the look-up fails.
+DcDictTagEntry* DcDict::findTagConstOrTag(int tagConst)
+{
+    DcDictTagEntry* entry = findTagConst(tagConst);
+    return entry ? entry : findTag(dictNormalizeTag(static_cast<unsigned int>(tagConst)));
+}
+
 DcDictTagEntry* DcDict::findTagConst(int tagConst)
 {
     auto it = tagConstIndex.find(tagConst);
@@ -293,7 +302,7 @@ int DcDict::getTagDef(unsigned short int group, unsigned short int element, int&
 
 int DcDict::getVm(int tagConst, int& vm)
 {
-    DcDictTagEntry* entry = findTagConst(tagConst);
+    DcDictTagEntry* entry = findTagConstOrTag(tagConst);
     vm = entry ? entry->vm : 0;
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
@@ -316,7 +325,7 @@ int DcDict::getVm(unsigned short int group, unsigned short int element, int& vm)
 
 int DcDict::getVrDef(int tagConst, DICT_VR& vr)
 {
-    DcDictTagEntry* entry = findTagConst(tagConst);
+    DcDictTagEntry* entry = findTagConstOrTag(tagConst);
     vr = entry ? entry->vr : VR_UNKNOWN;
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
@@ -414,7 +423,7 @@ int DcDict::getDesc(int tagConst, char* desc)
         logReport(LOG_CHANNEL_0, "DcDict::getDesc", "%s", nullArgument);
         return DICT_ERR_NULL_ARG;
     }
-    DcDictTagEntry* entry = findTagConst(tagConst);
+    DcDictTagEntry* entry = findTagConstOrTag(tagConst);
     copyCut(desc, entry ? entry->name : unknownText, DICT_NAME_MAX);
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }

@@ -133,6 +133,7 @@ private:
     void indexUid(int slot);
     void removeUidSlot(int slot);
     DcDictTagEntry* findTagConst(int tagConst);
+    DcDictTagEntry* findTagConstOrTag(int tagConst);
     DcDictTagEntry* findTag(unsigned int tag);
     UidEntry* findUid(DICT_UID uid);
     UidEntry* findUidStrg(const char* uidStrg);

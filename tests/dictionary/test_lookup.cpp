@@ -57,6 +57,22 @@ TEST_F(Lookup, RepeatingGroupsFindTheirXxEntry)
     EXPECT_EQ(vr, VR_OX);
 }
 
+TEST_F(Lookup, PlainTagNumberWhereAConstantIsExpectedIsTakenAsTag)
+{
+    DICT_VR vr = VR_AE;
+    int vm = 0;
+    char desc[61];
+    EXPECT_EQ(Dict.getVrDef(0x60023000, vr), 0);
+    EXPECT_EQ(vr, VR_OX);
+    EXPECT_EQ(Dict.getVm(0x60023000, vm), 0);
+    EXPECT_EQ(vm, 1);
+    EXPECT_EQ(Dict.getDesc(0x60023000, desc), 0);
+    EXPECT_STREQ(desc, "T_60xx_3000_overlayData");
+    EXPECT_EQ(Dict.getVrDef(0x12345, vr), DICT_ERR_NOT_FOUND);
+    EXPECT_EQ(vr, VR_UNKNOWN);
+    EXPECT_TRUE(log.entries.empty());
+}
+
 TEST_F(Lookup, PrivateElementsAreNormalised)
 {
     int tagConst = 0;

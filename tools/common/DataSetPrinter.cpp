@@ -1,0 +1,112 @@
+#include "common/DataSetPrinter.h"
+
+#include <vector>
+
+#include <Brenik3.h>
+
+#include "common/Tags.h"
+
+namespace b3tool {
+
+namespace {
+
+const int TEXT_VALUE_MAX = 65536;
+const unsigned int RAW_BYTES_SHOWN = 12;
+// Names are padded to line the values up; deeper levels give up their indent.
+const int NAME_WIDTH = 36;
+const int NAME_WIDTH_MIN = 8;
+
+std::string rawText(DcElem& elem)
+{
+    DcBufList* bufs = elem.getBufList();
+    unsigned long total = 0;
+    std::string head;
+    for (DcBuf* buf = bufs ? bufs->first() : nullptr; buf != nullptr; buf = buf->next()) {
+        total += buf->getLen();
+        if (buf->getType() != BUF_MEMORY || buf->getBuf() == nullptr)
+            continue;
+        const unsigned char* bytes = static_cast<const unsigned char*>(buf->getBuf());
+        for (unsigned int i = 0; i < buf->getLen() && head.size() < RAW_BYTES_SHOWN * 3; i++) {
+            char hex[4];
+            snprintf(hex, sizeof hex, "%02x ", bytes[i]);
+            head += hex;
+        }
+    }
+    char size[48];
+    snprintf(size, sizeof size, "%lu bytes", total);
+    if (head.empty())
+        return size;
+    head.pop_back();
+    if (total > RAW_BYTES_SHOWN)
+        head += " ...";
+    return std::string(size) + ": " + head;
+}
+
+}
+
+std::string DataSetPrinter::valueText(DcElem& elem)
+{
+    unsigned int tag;
+    elem.getTag(tag);
+    DICT_VR vr;
+    elem.getVr(vr);
+    if (vr == VR_IM)
+        Dict.getVrDef(tag, vr);
+    if (vr == VR_OB || vr == VR_OW || vr == VR_UN || vr == VR_OX)
+        return rawText(elem);
+
+    std::vector<char> buf(TEXT_VALUE_MAX + 1);
+    std::string text;
+    int count = elem.getValueCount();
+    elem.resetValueCount();
+    for (int i = 0; i < count; i++) {
+        int status = elem.getValue(buf.data(), TEXT_VALUE_MAX);
+        if (i > 0)
+            text += '\\';
+        text += buf.data();
+        if (status != 0)
+            break;
+    }
+    elem.resetValueCount();
+    return text;
+}
+
+void DataSetPrinter::print(DcElemList& list, int depth)
+{
+    for (DcElem* elem = list.first(); elem != nullptr; elem = elem->next())
+        printElem(*elem, depth);
+}
+
+void DataSetPrinter::printElem(DcElem& elem, int depth)
+{
+    unsigned int tag;
+    elem.getTag(tag);
+    DICT_VR vr;
+    elem.getVr(vr);
+    std::string name = tagName(tag);
+    int indent = depth * 2;
+    int nameWidth = NAME_WIDTH - indent > NAME_WIDTH_MIN ? NAME_WIDTH - indent : NAME_WIDTH_MIN;
+    fprintf(out, "%*s(%04x,%04x) %s %-*.*s ", indent, "", tag >> 16, tag & 0xFFFF, vrName(tag, vr).c_str(),
+            nameWidth, nameWidth, name.c_str());
+
+    DcElemSq* sq = dynamic_cast<DcElemSq*>(&elem);
+    if (sq != nullptr) {
+        int items = 0;
+        for (DcElemSqItem* item = sq->first(); item != nullptr; item = item->next())
+            items++;
+        fprintf(out, "%d item%s\n", items, items == 1 ? "" : "s");
+        int number = 1;
+        for (DcElemSqItem* item = sq->first(); item != nullptr; item = item->next(), number++) {
+            fprintf(out, "%*s  (fffe,e000) item %d\n", indent, "", number);
+            if (item->getElemList() != nullptr)
+                print(*item->getElemList(), depth + 2);
+        }
+        return;
+    }
+    std::string value = valueText(elem);
+    if (value.size() > maxValue)
+        value = value.substr(0, maxValue) + "...";
+    fprintf(out, "%s\n", value.c_str());
+}
+
+}

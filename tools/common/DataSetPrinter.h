@@ -1,0 +1,33 @@
+#ifndef BRENIK3_TOOLS_DATASETPRINTER_H
+#define BRENIK3_TOOLS_DATASETPRINTER_H
+
+#include <cstdio>
+#include <string>
+
+class DcElem;
+class DcElemList;
+
+namespace b3tool {
+
+// Prints a data set as a tree, one line per element:
+//   (gggg,eeee) VR name                              value\value...
+// Sequences list their items below them, indented by two spaces per level;
+// raw values (OB, OW, UN) print their size and first bytes; values longer
+// than maxValue characters are cut and end in "...".
+class DataSetPrinter {
+public:
+    explicit DataSetPrinter(FILE* stream, size_t maxValue = 64) : out(stream), maxValue(maxValue) {}
+    void print(DcElemList& list, int depth = 0);
+
+    // The values of one element as the tree shows them, uncut.
+    static std::string valueText(DcElem& elem);
+
+private:
+    FILE* out;
+    size_t maxValue;
+    void printElem(DcElem& elem, int depth);
+};
+
+}
+
+#endif
