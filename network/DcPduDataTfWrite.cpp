@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include <climits>
+
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -22,16 +25,32 @@ bool isUnsentCommandElement(unsigned short element)
     return element == 0x0001 || element == 0x0200 || element == 0x0300;
 }
 
-// Sends every byte of the pieces, continuing after short sends.
-bool sendAll(int sock, struct iovec* iov, int count)
+// Sends every byte of the pieces, continuing after short sends. Each send
+// call runs under DcPduMutex and does not block: a full socket is waited for
+// without the lock, so that a receiver in the same process is not held up.
+bool sendAll(int sock, struct iovec* iov, int count, unsigned int writeTimeout)
 {
     struct msghdr msg = {};
     msg.msg_iov = iov;
     msg.msg_iovlen = count;
+    int waitMillis = writeTimeout > unsigned(INT_MAX / 1000) ? INT_MAX : int(writeTimeout * 1000);
     while (msg.msg_iovlen > 0) {
-        ssize_t sent = sendmsg(sock, &msg, MSG_NOSIGNAL);
-        if (sent < 0 && errno == EINTR)
+        bool obtained = pduMutexWait(writeTimeout);
+        ssize_t sent = sendmsg(sock, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
+        int error = errno;
+        pduMutexRelease(obtained);
+        if (sent < 0 && error == EINTR)
             continue;
+        if (sent < 0 && (error == EAGAIN || error == EWOULDBLOCK)) {
+            struct pollfd pfd = {sock, POLLOUT, 0};
+            int ready;
+            do {
+                ready = poll(&pfd, 1, waitMillis);
+            } while (ready < 0 && errno == EINTR);
+            if (ready <= 0)
+                return false;
+            continue;
+        }
         if (sent < 1)
             return false;
         size_t left = static_cast<size_t>(sent);
@@ -83,8 +102,7 @@ bool isLastWithData(DcBuf* buf)
     return true;
 }
 
-// Sends one fragment: header and data under one hold of DcPduMutex, then the
-// optional dump of both.
+// Sends one fragment, header and data in one call, then the optional dump of both.
 class FragmentSender {
 public:
     FragmentSender(int sock, unsigned char presCtxId, unsigned int writeTimeout)
@@ -97,9 +115,7 @@ public:
         unsigned char header[PDV_HEADER_LEN];
         frameTfHeader(header, len, presCtxId, msgCtrlHdr);
         struct iovec iov[2] = {{header, sizeof header}, {const_cast<unsigned char*>(data), len}};
-        bool obtained = pduMutexWait(writeTimeout);
-        bool sent = sendAll(sock, iov, len > 0 ? 2 : 1);
-        pduMutexRelease(obtained);
+        bool sent = sendAll(sock, iov, len > 0 ? 2 : 1, writeTimeout);
         if (sent && (PduDumpFlag & PDU_DUMP_WRITE)) {
             int fd = pduDumpCreate(PDU_DATA_TF, false);
             if (fd >= 0) {
@@ -193,9 +209,7 @@ int DcPduDataTf::writeCmd(DcElemList* cmd)
     unsigned char mch = PDV_MCH_COMMAND | PDV_MCH_LAST;
     frameTfHeader(buf, len, presCtxId, mch);
     struct iovec iov = {buf, static_cast<size_t>(len) + PDV_HEADER_LEN};
-    bool obtained = pduMutexWait(info.writeTimeout);
-    bool sent = sendAll(sockConv, &iov, 1);
-    pduMutexRelease(obtained);
+    bool sent = sendAll(sockConv, &iov, 1, info.writeTimeout);
     if (PduDumpFlag & PDU_DUMP_WRITE) {
         int fd = pduDumpCreate(PDU_DATA_TF, false);
         if (fd >= 0) {

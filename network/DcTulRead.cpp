@@ -5,6 +5,9 @@
 #include <cstring>
 #include <vector>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "dictionary/DcDict.h"
@@ -62,6 +65,10 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
     *out = nullptr;
     if (tcpInfo.sockConv <= 0)
         return TUL_ERR_NO_SOCKET;
+    // Acknowledge the coming PDU at once: a peer that writes a PDU in pieces
+    // without TCP_NODELAY would otherwise wait for a delayed acknowledgement.
+    int quick = 1;
+    setsockopt(tcpInfo.sockConv, IPPROTO_TCP, TCP_QUICKACK, &quick, sizeof quick);
     int status = artimWait(block);
     if (status != 0)
         return status;

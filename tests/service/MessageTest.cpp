@@ -350,3 +350,39 @@ TEST_F(Messages, PixelDataHandleIsADuplicateReplacedOnTheNextSet)
     msm.getReadDumpHandle(dump);
     EXPECT_EQ(42, dump);
 }
+
+namespace {
+
+int countingCallback(void* userData, DcElemList&, int&, DICT_UID)
+{
+    (*static_cast<int*>(userData))++;
+    return 0;
+}
+
+}
+
+TEST_F(Messages, HeaderAboveTwoMegabytesIsNotGivenToTheCallback)
+{
+    ScpThread scp;
+    int calls = 0;
+    scp.scp.registerPixRecvCB(&calls, countingCallback);
+    scp.start();
+    Scu scu(scp.port);
+    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+    LogCapture log;
+    std::unique_ptr<DcCmdCStoreRq> rq(storeRequest("1.2.3.6", pattern(64, 2)));
+    Bytes big = pattern(TUL_PIX_HEADER_LIMIT + 2, 4);
+    void* block = malloc(big.size());
+    memcpy(block, big.data(), big.size());
+    DcBuf value(block, static_cast<unsigned int>(big.size()), UID_LITTLE_ENDIAN_IMPLICIT);
+    rq->add(new DcElem(static_cast<int>(T_0028_1201_redPaletteColorLookupTableData), &value));
+    ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, rq.get()));
+    ASSERT_TRUE(scp.waitFor(MSM_READ_PROTOCOL_ERROR));
+    EXPECT_EQ(0, calls);
+    bool reported = false;
+    for (const LogCapture::Entry& entry : log.entries)
+        reported = reported || (entry.message.rfind("Incoming data size ", 0) == 0 &&
+                                entry.message.find(" exceeds limit of 2097152, callback ignored") != std::string::npos);
+    EXPECT_TRUE(reported);
+    scu.msm.abortAssociation();
+}
