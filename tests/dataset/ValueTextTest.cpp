@@ -6,61 +6,6 @@
 #include "TestSupport.h"
 #include "dataset/DcElemValueText.h"
 
-TEST(ValueText, ReadsDatesTimesAgesTagsAndNames)
-{
-    int y, mo, d, h, mi;
-    double s;
-    EXPECT_EQ(utilStrgToYMD("20100608", y, mo, d, 0, 0), 0);
-    EXPECT_EQ(y * 10000 + mo * 100 + d, 20100608);
-    EXPECT_EQ(utilStrgToYMD("1990.05.17", y, mo, d, 0, 0), 0);
-    EXPECT_EQ(y * 10000 + mo * 100 + d, 19900517);
-    EXPECT_EQ(utilStrgToHMS("12:30:15.5", h, mi, s, 0, 0), 0);
-    EXPECT_EQ(h * 100 + mi, 1230);
-    EXPECT_DOUBLE_EQ(s, 15.5);
-    EXPECT_EQ(utilStrgToHMS("07", h, mi, s, 0, 0), 0);
-    EXPECT_EQ(h * 100 + mi, 700);
-    EXPECT_EQ(utilStrgToHMS("0745", h, mi, s, 0, 0), 0);
-    EXPECT_EQ(mi, 45);
-
-    DcElemValueAS age;
-    EXPECT_EQ(utilStrgToValue("045Y", age, 0, 0), 0);
-    EXPECT_EQ(age.age, 45);
-    EXPECT_EQ(age.unit, 'Y');
-    DcElemValueAT tag;
-    EXPECT_EQ(utilStrgToValue("(7fe0,0010)", tag, 0, 0), 0);
-    EXPECT_EQ(tag.group, 0x7FE0);
-    EXPECT_EQ(tag.element, 0x0010);
-    DcElemValuePN name;
-    EXPECT_EQ(utilStrgToValue("Doe^John^Q^Dr^Jr", name, 0, 0), 0);
-    EXPECT_EQ(std::string(name.familyName) + "|" + name.givenName + "|" + name.middleName + "|" + name.namePrefix +
-                  "|" + name.nameSuffix,
-              "Doe|John|Q|Dr|Jr");
-    EXPECT_EQ(utilStrgToValue("Doe", name, 0, 0), 0);
-    EXPECT_STREQ(name.givenName, "");
-}
-
-TEST(ValueText, ReadsDateAndTimeRanges)
-{
-    DcElemValueDA date;
-    EXPECT_EQ(utilStrgToValue("20100101-20101231", date, 0, 0), 0);
-    EXPECT_EQ(date.rangeStart, 20100101);
-    EXPECT_EQ(date.rangeEnd, 20101231);
-    EXPECT_EQ(utilStrgToValue("-20101231", date, 0, 0), 0);
-    EXPECT_EQ(date.rangeStart, -1);
-    EXPECT_EQ(date.rangeEnd, 20101231);
-    DcElemValueTM time;
-    EXPECT_EQ(utilStrgToValue("0800-1730", time, 0, 0), 0);
-    EXPECT_DOUBLE_EQ(time.rangeStart, 80000.0);
-    EXPECT_DOUBLE_EQ(time.rangeEnd, 173000.0);
-    DcElemValueDT dateTime;
-    EXPECT_EQ(utilStrgToValue("20100608-20100609", dateTime, 0, 0), 0);
-    EXPECT_EQ(dateTime.rangeStart, 20100608);
-    EXPECT_EQ(dateTime.rangeEnd, 20100609);
-    EXPECT_EQ(utilStrgToValue("20100608-0500", dateTime, 0, 0), 0);  // a date with an offset, not a range
-    EXPECT_EQ(dateTime.rangeStart, -1);
-    EXPECT_EQ(dateTime.offsetHour, -5);
-}
-
 TEST(ValueText, MalformedTextIsRefusedWithItsReason)
 {
     int y, mo, d, h, mi;
