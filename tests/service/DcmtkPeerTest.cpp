@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "media/dirFile.h"
-#include "message/DcCmdCFind.h"
 
 namespace {
 
@@ -189,28 +188,7 @@ TEST_F(DcmtkPeer, FindscuQueryIsAnsweredByAnScpBuiltOnTheLibrary)
     if (!have("findscu"))
         GTEST_SKIP() << "dcmtk's findscu is not installed";
     TempDir dir;
-    ScpThread scp;
-    scp.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}));
-    std::vector<std::unique_ptr<DcCmdCFindRsp>> answers;
-    scp.handler = [&](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
-        if (typeOf(msg) == MSG_C_FIND_RQ) {
-            answers.clear();
-            for (int i = 0; i < 3; i++) {
-                answers.emplace_back(new DcCmdCFindRsp());
-                answers.back()->parseRequest(static_cast<DcCmd*>(msg));
-            }
-            return;
-        }
-        const char* found[] = {"Doe^Jane", "Doe^John"};
-        for (int i = 0; i < 2; i++) {
-            answers[i]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0xFF00)));
-            answers[i]->add(new DcElem(static_cast<int>(T_0008_0052_queryRetrieveLevel), "STUDY"));
-            answers[i]->add(new DcElem(static_cast<int>(T_0010_0010_patientName), found[i]));
-            msm.write(sop, answers[i].get());
-        }
-        answers[2]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
-        msm.write(sop, answers[2].get());
-    };
+    FindScp scp;
     scp.start();
     PeerProcess findscu({"findscu", "-S", "-aet", "FINDSCU", "-aec", "STORESCP", "-to", "10", "-k",
                          "QueryRetrieveLevel=STUDY", "-k", "PatientName=Doe*", "-X", "-od", dir.path, "127.0.0.1",

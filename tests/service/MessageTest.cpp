@@ -3,7 +3,6 @@
 #include <fcntl.h>
 
 #include "message/DcCmdCCancel.h"
-#include "message/DcCmdCFind.h"
 #include "message/DcCmdCGet.h"
 #include "message/DcCmdCMove.h"
 #include "message/DcCmdNAction.h"
@@ -85,29 +84,7 @@ TEST_F(Messages, StoredPixelDataArriveWhole)
 
 TEST_F(Messages, FindResponsesComeBackInOrder)
 {
-    ScpThread scp;
-    scp.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_IMPLICIT}));
-    std::vector<std::unique_ptr<DcCmdCFindRsp>> answers;
-    scp.handler = [&](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
-        if (typeOf(msg) == MSG_C_FIND_RQ) {
-            for (int i = 0; i < 3; i++) {
-                answers.emplace_back(new DcCmdCFindRsp());
-                answers.back()->parseRequest(static_cast<DcCmd*>(msg));
-            }
-            return;
-        }
-        EXPECT_EQ(MSG_IOD, typeOf(msg));
-        EXPECT_EQ(UID_STUDY_ROOT_Q_R_FIND, sop);
-        EXPECT_EQ("Doe*", textOf(msg, T_0010_0010_patientName));
-        const char* found[] = {"Doe^Jane", "Doe^John"};
-        for (int i = 0; i < 2; i++) {
-            answers[i]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0xFF00)));
-            answers[i]->add(new DcElem(static_cast<int>(T_0010_0010_patientName), found[i]));
-            msm.write(sop, answers[i].get());
-        }
-        answers[2]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
-        msm.write(sop, answers[2].get());
-    };
+    FindScp scp;
     scp.start();
     Scu scu(scp.port);
     scu.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_IMPLICIT}));
@@ -136,6 +113,7 @@ TEST_F(Messages, FindResponsesComeBackInOrder)
     scu.msm.releaseAssociation();
     EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
     scp.stop();
+    EXPECT_EQ("Doe*", scp.key);
 }
 
 namespace {

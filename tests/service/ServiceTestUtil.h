@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include "message/DcCmdCEcho.h"
+#include "message/DcCmdCFind.h"
 #include "message/DcCmdCStore.h"
 #include "message/DcIod.h"
 #include "network/DcPduAssoAcRq.h"
@@ -258,6 +259,40 @@ struct StoreScp : ScpThread {
     std::vector<std::string> names;
     std::vector<std::string> instances;
     std::vector<bool> onDisk;
+};
+
+// An SCP that answers each C-FIND with the matches Doe^Jane and Doe^John,
+// then success, and keeps the patient name key it was given.
+struct FindScp : ScpThread {
+    FindScp()
+    {
+        sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}));
+        handler = [this](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+            if (typeOf(msg) == MSG_C_FIND_RQ) {
+                answers.clear();
+                for (int i = 0; i < 3; i++) {
+                    answers.emplace_back(new DcCmdCFindRsp());
+                    answers.back()->parseRequest(static_cast<DcCmd*>(msg));
+                }
+                return;
+            }
+            if (typeOf(msg) != MSG_IOD || sop != UID_STUDY_ROOT_Q_R_FIND || answers.size() != 3)
+                return;
+            key = textOf(msg, T_0010_0010_patientName);
+            const char* found[] = {"Doe^Jane", "Doe^John", nullptr};
+            for (int i = 0; i < 3; i++) {
+                unsigned short status = found[i] ? 0xFF00 : 0;
+                answers[i]->add(new DcElem(static_cast<int>(T_0000_0900_status), status));
+                if (found[i]) {
+                    answers[i]->add(new DcElem(static_cast<int>(T_0008_0052_queryRetrieveLevel), "STUDY"));
+                    answers[i]->add(new DcElem(static_cast<int>(T_0010_0010_patientName), found[i]));
+                }
+                msm.write(sop, answers[i].get());
+            }
+        };
+    }
+    std::vector<std::unique_ptr<DcCmdCFindRsp>> answers;
+    std::string key;
 };
 
 // A peer that speaks the protocol by hand on a plain TCP socket.
