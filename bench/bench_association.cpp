@@ -27,7 +27,7 @@
 #include "message/DcCmdCStore.h"
 #include "message/DcIod.h"
 #include "service/DcMsm.h"
-#include "tests/network/PeerProcess.h"
+#include "tests/network/NetTestUtil.h"
 
 namespace {
 

@@ -5,7 +5,6 @@
 
 #include "network/DcPduRelease.h"
 #include "tests/network/NetTestUtil.h"
-#include "tests/network/TsmTestUtil.h"
 
 namespace {
 
@@ -166,25 +165,24 @@ TEST(TsmTransitions, EventOutOfRangeIsLoggedAndChangesNothing)
     }
 }
 
-TEST(TsmTransitions, AbortPduEndsAcceptorInSta2AndRequesterInSta1)
+// The table is driven on a requester conversation; these cells part ways
+// on the acceptor side.
+TEST(TsmTransitions, AcceptorSideDiffersOnAbortPduAndReleaseCollision)
 {
-    Step acceptor(TSM_STA6, TSM_EVT16, TSM_CONN_ACCEPTOR);
-    EXPECT_EQ(TSM_STA2, acceptor.machine.getState());
-    EXPECT_EQ(TSM_ABORT_INDICATION, acceptor.result);
-    EXPECT_FALSE(acceptor.machine.conversationOpen());
-    Step requester(TSM_STA6, TSM_EVT16, TSM_CONN_REQUESTER);
-    EXPECT_EQ(TSM_STA1, requester.machine.getState());
-    EXPECT_EQ(TSM_ABORT_INDICATION_SCU, requester.result);
-}
-
-TEST(TsmTransitions, ReleaseCollisionSplitsRequesterAndAcceptor)
-{
-    Step requester(TSM_STA7, TSM_EVT12, TSM_CONN_REQUESTER);
-    EXPECT_EQ(TSM_STA9, requester.machine.getState());
-    EXPECT_EQ(TSM_RELEASE_INDICATION, requester.result);
-    Step acceptor(TSM_STA7, TSM_EVT12, TSM_CONN_ACCEPTOR);
-    EXPECT_EQ(TSM_STA10, acceptor.machine.getState());
-    EXPECT_EQ(TSM_RELEASE_INDICATION, acceptor.result);
+    struct {
+        int state, event, side, after, result;
+    } cases[] = {
+        {TSM_STA6, TSM_EVT16, TSM_CONN_ACCEPTOR, TSM_STA2, TSM_ABORT_INDICATION},
+        {TSM_STA6, TSM_EVT16, TSM_CONN_REQUESTER, TSM_STA1, TSM_ABORT_INDICATION_SCU},
+        {TSM_STA7, TSM_EVT12, TSM_CONN_ACCEPTOR, TSM_STA10, TSM_RELEASE_INDICATION},
+        {TSM_STA7, TSM_EVT12, TSM_CONN_REQUESTER, TSM_STA9, TSM_RELEASE_INDICATION},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.state) + "/" + std::to_string(c.event) + "/" + std::to_string(c.side));
+        Step step(c.state, c.event, c.side);
+        EXPECT_EQ(c.after, step.machine.getState());
+        EXPECT_EQ(c.result, step.result);
+    }
 }
 
 TEST(TsmTransitions, AbortSourceFollowsTheSideThatConnected)
@@ -213,13 +211,6 @@ TEST(TsmTransitions, ActionsWithoutConversationReportIt)
     EXPECT_EQ(TSM_ERR_NO_CONVERSATION, machine.stateMachine(TSM_EVT9, &pdu));  // DT-1
     machine.setState(TSM_STA6);
     EXPECT_EQ(TSM_ERR_NO_CONVERSATION, machine.stateMachine(TSM_EVT15, nullptr));  // AA-1
-}
-
-TEST(TsmTransitions, PdataRequestWithNullPduStaysInSta6)
-{
-    Step step(TSM_STA6, TSM_EVT9);
-    EXPECT_EQ(TSM_ERR_NULL_ARG, step.result);
-    EXPECT_EQ(TSM_STA6, step.machine.getState());
 }
 
 TEST(TsmTransitions, PduArgumentIsSentOnTheConversation)

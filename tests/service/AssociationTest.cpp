@@ -1,10 +1,6 @@
 #include "tests/service/ServiceTestUtil.h"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-
 #include "dictionary/DcDict.h"
-#include "network/DcPduAssoAcRq.h"
 
 namespace {
 
@@ -17,36 +13,15 @@ DcCmdCEchoRq* echoRequest()
     return rq;
 }
 
-// Sends an A-ASSOCIATE-RQ from a plain socket and returns the answer's bytes.
-Bytes rawRequest(int port, const char* called, const char* calling, DICT_UID sop = UID_VERIFICATION,
-                 unsigned int presCtxId = 1, std::vector<DICT_UID> syntaxes = {UID_LITTLE_ENDIAN_IMPLICIT})
+// A C-STORE command without its data set, enough to wake the SCP's handler.
+DcCmdCStoreRq* storeCommand()
 {
-    int sock = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(static_cast<uint16_t>(port));
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-        close(sock);
-        return {};
-    }
-    DcPduAssoRq rq(sock);
-    DcPduInfoAcRq info;
-    strcpy(info.calledAeTitle, called);
-    strcpy(info.callingAeTitle, calling);
-    strcpy(info.appCtxName, "1.2.840.10008.3.1.1.1");
-    info.maxPduLen = 16384;
-    rq.setInfo(info);
-    DcPduPresCtxItem item;
-    item.presCtxId = presCtxId;
-    item.abstractSyntax = sop;
-    for (size_t i = 0; i < syntaxes.size(); i++)
-        item.xferSyn[i] = syntaxes[i];
-    rq.presCtxItemAdd(item);
-    rq.write();
-    Bytes answer = SocketPair::drain(sock, 500);
-    close(sock);
-    return answer;
+    DcCmdCStoreRq* rq = new DcCmdCStoreRq();
+    rq->add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_CT_IMAGE_STORAGE));
+    rq->add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
+    rq->add(new DcElem(static_cast<int>(T_0000_1000_affectedSopInstanceUid), "1.2.3.4"));
+    rq->add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^John"));
+    return rq;
 }
 
 }
@@ -65,11 +40,10 @@ TEST_F(Association, EchoIsAnsweredByTheLibraryAndNeverReturnedByRead)
         DcMsg* rsp = nullptr;
         DICT_UID sop = UID_NONE;
         ASSERT_EQ(MSM_READ_MESSAGE, scu.read(&rsp, &sop));
-        ASSERT_NE(nullptr, rsp);
+        std::unique_ptr<DcMsg> owned(rsp);
         EXPECT_EQ(MSG_C_ECHO_RSP, typeOf(rsp));
         EXPECT_EQ(0, statusOf(rsp));
         EXPECT_EQ(UID_VERIFICATION, sop);
-        delete rsp;
     }
     EXPECT_EQ(0, scu.msm.releaseAssociation());
     EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
@@ -79,7 +53,9 @@ TEST_F(Association, EchoIsAnsweredByTheLibraryAndNeverReturnedByRead)
     EXPECT_EQ(MSM_READ_ASSO_RQ, scp.outcomesSeen().front());
 }
 
-TEST_F(Association, NegotiatedContextsFollowTheAcceptorsPreference)
+// Proposed Implicit first, Explicit second for CT; the acceptor lists
+// Explicit first and wins. The printed record lists every context.
+TEST_F(Association, NegotiatedContextsFollowTheAcceptorsPreferenceAndPrint)
 {
     ScpThread scp;
     scp.start();
@@ -89,11 +65,8 @@ TEST_F(Association, NegotiatedContextsFollowTheAcceptorsPreference)
     DcMsmAssoInfo info;
     scu.msm.getAssoInfo(info);
     EXPECT_EQ(3, info.assoNum);
-    EXPECT_EQ(1, info.presCtxId[0]);
-    EXPECT_EQ(3, info.presCtxId[1]);
-    EXPECT_EQ(5, info.presCtxId[2]);
+    EXPECT_EQ((std::vector<int>{1, 3, 5}), (std::vector<int>{info.presCtxId[0], info.presCtxId[1], info.presCtxId[2]}));
     EXPECT_EQ(PRES_CTX_ACCEPTANCE, info.result[0]);
-    // Proposed Implicit first, Explicit second; the acceptor lists Explicit first.
     EXPECT_EQ(PRES_CTX_ACCEPTANCE, info.result[1]);
     EXPECT_EQ(UID_LITTLE_ENDIAN_EXPLICIT, info.xferSyn[1]);
     EXPECT_EQ(PRES_CTX_ABSTRACT_SYNTAX_NOT_SUPPORTED, info.result[2]);
@@ -104,17 +77,7 @@ TEST_F(Association, NegotiatedContextsFollowTheAcceptorsPreference)
     EXPECT_STREQ("2.999.7321.4.3.2", info.implClassUid);
     EXPECT_STREQ("Brenik3 4.3.b", info.implVerName);
     EXPECT_EQ(65536u, info.maxPduLen);
-    scu.msm.abortAssociation();
-    ASSERT_TRUE(scp.waitFor(MSM_READ_ABORT));
-}
 
-TEST_F(Association, PrintedRecordListsEveryContext)
-{
-    ScpThread scp;
-    scp.start();
-    Scu scu(scp.port);
-    scu.sopXfer.push_back(sopEntry(UID_MR_IMAGE_STORAGE, {UID_LITTLE_ENDIAN_IMPLICIT}));
-    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
     char* text = nullptr;
     size_t size = 0;
     FILE* out = open_memstream(&text, &size);
@@ -136,32 +99,37 @@ TEST_F(Association, PrintedRecordListsEveryContext)
              verification, implicit, ct, explicitLe, mr, "None");
     EXPECT_EQ(std::string(expected), std::string(text, size));
     free(text);
-    scu.msm.releaseAssociation();
-    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+    scu.msm.abortAssociation();
+    ASSERT_TRUE(scp.waitFor(MSM_READ_ABORT));
 }
 
-TEST_F(Association, ReleaseRequestedByTheScp)
+// The SCP releases or aborts on a command; the data set that follows is
+// dropped and the SCU reads the outcome.
+TEST_F(Association, ReleaseOrAbortFromTheScpIsReadByTheScu)
 {
-    ScpThread scp;
-    scp.handler = [](DcMsm& msm, DcMsg*, DICT_UID) { msm.releaseAssociation(); };
-    scp.start();
-    Scu scu(scp.port);
-    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
-    std::unique_ptr<DcCmdCStoreRq> trigger(new DcCmdCStoreRq());
-    trigger->add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_CT_IMAGE_STORAGE));
-    trigger->add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
-    trigger->add(new DcElem(static_cast<int>(T_0000_1000_affectedSopInstanceUid), "1.2.3.4"));
-    trigger->add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^John"));
-    ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, trigger.get()));
-    // The SCP releases on the command; the data set that follows is dropped
-    // by the acceptor's release.
-    DcMsg* msg = nullptr;
-    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(&msg));
-    EXPECT_EQ(nullptr, msg);
-    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
+    for (bool release : {true, false}) {
+        SCOPED_TRACE(release ? "release" : "abort");
+        ScpThread scp;
+        scp.handler = [release](DcMsm& msm, DcMsg*, DICT_UID) {
+            release ? msm.releaseAssociation() : msm.abortAssociation();
+        };
+        scp.start();
+        Scu scu(scp.port);
+        ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+        std::unique_ptr<DcCmdCStoreRq> trigger(storeCommand());
+        int written = scu.msm.write(UID_CT_IMAGE_STORAGE, trigger.get());
+        EXPECT_TRUE(written == 0 || !release);
+        DcMsg* msg = nullptr;
+        EXPECT_EQ(release ? MSM_READ_RELEASE_RQ : MSM_READ_ABORT, scu.read(&msg));
+        EXPECT_EQ(nullptr, msg);
+        if (release)
+            ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
+        else
+            EXPECT_EQ(TSM_STA1, scu.msm.getState());
+    }
 }
 
-TEST_F(Association, AbortReachesThePeer)
+TEST_F(Association, AbortFromTheScuReachesTheScpWhichTakesTheNextCaller)
 {
     ScpThread scp;
     scp.start();
@@ -171,56 +139,51 @@ TEST_F(Association, AbortReachesThePeer)
     ASSERT_TRUE(scp.waitFor(MSM_READ_ABORT));
     EXPECT_EQ(0, scu.msm.closeAssociation());
     EXPECT_EQ(TSM_STA1, scu.msm.getState());
-    // The SCP takes the next association.
     Scu again(scp.port);
     EXPECT_EQ(MSM_READ_ACCEPTED, again.connect());
     again.msm.releaseAssociation();
     EXPECT_EQ(MSM_READ_RELEASE_RQ, again.read(nullptr));
 }
 
-TEST_F(Association, AbortFromTheScpIsReadByTheScu)
+// A wrong called title is rejected with reason 7, a calling title outside
+// the accept list with reason 3; an empty list switches every check off.
+TEST_F(Association, AeTitleChecksRejectWithTheirReasons)
 {
-    ScpThread scp;
-    scp.handler = [](DcMsm& msm, DcMsg*, DICT_UID) { msm.abortAssociation(); };
-    scp.start();
-    Scu scu(scp.port);
-    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
-    std::unique_ptr<DcCmdCStoreRq> trigger(new DcCmdCStoreRq());
-    trigger->add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_CT_IMAGE_STORAGE));
-    trigger->add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
-    trigger->add(new DcElem(static_cast<int>(T_0000_1000_affectedSopInstanceUid), "1.2.3.4"));
-    trigger->add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^John"));
-    scu.msm.write(UID_CT_IMAGE_STORAGE, trigger.get());
-    EXPECT_EQ(MSM_READ_ABORT, scu.read(nullptr));
-    EXPECT_EQ(TSM_STA1, scu.msm.getState());
-}
-
-TEST_F(Association, CalledAeTitleMismatchIsRejectedWithReason7)
-{
-    ScpThread scp;
-    scp.start();
-    LogCapture log;
-    Bytes answer = rawRequest(scp.port, "SOMEONE", "STORESCU");
-    EXPECT_EQ((Bytes{3, 0, 0, 0, 0, 4, 0, 1, 3, 7}), answer);
-    scp.stop();
-    EXPECT_TRUE(log.has("Invalid Called AE Title - 'SOMEONE'"));
-}
-
-TEST_F(Association, CallingAeTitleOutsideTheAcceptListIsRejectedWithReason3)
-{
-    ScpThread scp;
     char first[] = "  WORKSTATION1";
     char second[] = "MODALITY";
     char* accepted[] = {first, second, nullptr};
-    scp.info.acceptAeTitles = accepted;
-    scp.start();
-    LogCapture log;
-    EXPECT_EQ((Bytes{3, 0, 0, 0, 0, 4, 0, 1, 3, 3}), rawRequest(scp.port, "STORESCP", "INTRUDER"));
-    Bytes ok = rawRequest(scp.port, "STORESCP", "WORKSTATION1");
-    ASSERT_FALSE(ok.empty());
-    EXPECT_EQ(PDU_ASSO_AC, ok[0]);
-    scp.stop();
-    EXPECT_TRUE(log.has("Invalid Calling AE Title - 'INTRUDER'"));
+    char* none[] = {nullptr};
+    const Bytes reason7 = {3, 0, 0, 0, 0, 4, 0, 1, 3, 7};
+    const Bytes reason3 = {3, 0, 0, 0, 0, 4, 0, 1, 3, 3};
+    struct Case {
+        char** acceptList;
+        const char* called;
+        const char* calling;
+        Bytes reject;
+        const char* message;
+    } cases[] = {
+        {nullptr, "SOMEONE", "STORESCU", reason7, "Invalid Called AE Title - 'SOMEONE'"},
+        {accepted, "STORESCP", "INTRUDER", reason3, "Invalid Calling AE Title - 'INTRUDER'"},
+        {accepted, "STORESCP", "WORKSTATION1", {}, nullptr},
+        {none, "ANYBODY", "ANYONE", {}, nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.called) + " from " + c.calling);
+        ScpThread scp;
+        if (c.acceptList != nullptr)
+            scp.info.acceptAeTitles = c.acceptList;
+        scp.start();
+        LogCapture log;
+        Bytes answer = RawPeer(scp.port).associate(c.called, c.calling, UID_VERIFICATION);
+        if (c.reject.empty()) {
+            ASSERT_FALSE(answer.empty());
+            EXPECT_EQ(PDU_ASSO_AC, answer[0]);
+        } else {
+            EXPECT_EQ(c.reject, answer);
+        }
+        scp.stop();
+        EXPECT_TRUE(c.message == nullptr || log.has(c.message));
+    }
 }
 
 TEST_F(Association, ScuLearnsOfTheRejection)
@@ -234,17 +197,6 @@ TEST_F(Association, ScuLearnsOfTheRejection)
     int sock = -1;
     scu.msm.getStreamHandle(sock);
     EXPECT_EQ(0, sock);
-}
-
-TEST_F(Association, EmptyAcceptListSwitchesOffEveryCheck)
-{
-    ScpThread scp;
-    char* none[] = {nullptr};
-    scp.info.acceptAeTitles = none;
-    scp.start();
-    Bytes ok = rawRequest(scp.port, "ANYBODY", "ANYONE");
-    ASSERT_FALSE(ok.empty());
-    EXPECT_EQ(PDU_ASSO_AC, ok[0]);
 }
 
 TEST_F(Association, RequestWithoutAcceptableContextIsAcceptedWithResults)
@@ -272,7 +224,7 @@ TEST_F(Association, EvenContextIdIsAnsweredLikeAnyOther)
 {
     ScpThread scp;
     scp.start();
-    Bytes answer = rawRequest(scp.port, "STORESCP", "STORESCU", UID_VERIFICATION, 2);
+    Bytes answer = RawPeer(scp.port).associate("STORESCP", "STORESCU", UID_VERIFICATION, 2);
     ASSERT_GT(answer.size(), 80u);
     EXPECT_EQ(PDU_ASSO_AC, answer[0]);
     // The presentation context item follows the application context item.

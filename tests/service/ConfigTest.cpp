@@ -15,8 +15,10 @@ std::string hostName()
 
 }
 
-TEST_F(Config, BlankAeTitleTakesTheHostName)
+TEST_F(Config, AeTitleIsTrimmedAndCutAndABlankOneTakesTheHostName)
 {
+    DcMsm named("  A_VERY_LONG_AE_TITLE_INDEED ", MSM_ROLE_SCU, freePort());
+    EXPECT_STREQ("A_VERY_LONG_AE_T", named.getAeTitle());
     LogCapture log;
     DcMsm msm("   ", MSM_ROLE_SCU, freePort());
     std::string host = hostName();
@@ -25,13 +27,7 @@ TEST_F(Config, BlankAeTitleTakesTheHostName)
                                         host.substr(0, 16) + "'"));
 }
 
-TEST_F(Config, AeTitleIsTrimmedAndCut)
-{
-    DcMsm msm("  A_VERY_LONG_AE_TITLE_INDEED ", MSM_ROLE_SCU, freePort());
-    EXPECT_STREQ("A_VERY_LONG_AE_T", msm.getAeTitle());
-}
-
-TEST_F(Config, ConnectRefusesWhatTheRoleDoesNotAllow)
+TEST_F(Config, ConnectRefusesWhatTheRoleDoesNotAllowAndArtimMustBePositive)
 {
     DcMsm scuOnly("SCU", MSM_ROLE_SCU, freePort());
     DcMsmScpInfo scpInfo;
@@ -43,6 +39,8 @@ TEST_F(Config, ConnectRefusesWhatTheRoleDoesNotAllow)
     EXPECT_EQ(TUL_ERR_NOT_REQUESTER, scpOnly.event00_connectScu("127.0.0.1", 1));
     DcMsg* msg = nullptr;
     EXPECT_EQ(MSM_READ_NO_CONNECTION, scuOnly.read(nullptr, &msg, MSM_READ_BLOCKING, MSM_CONNECT_BLOCKING));
+    EXPECT_EQ(TUL_ERR_DATA, scuOnly.setArtimTimeout(0));
+    EXPECT_EQ(0, scuOnly.setArtimTimeout(1));
 }
 
 TEST_F(Config, ConnectChecksItsParameters)
@@ -107,11 +105,4 @@ TEST_F(Config, SmallMaximumPduLengthLeavesThePreviousOne)
     EXPECT_EQ(65536u, seen.maxPduLen);
     scu.msm.releaseAssociation();
     EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
-}
-
-TEST_F(Config, ArtimTimeoutMustBePositive)
-{
-    DcMsm msm("SCU", MSM_ROLE_SCU, freePort());
-    EXPECT_EQ(TUL_ERR_DATA, msm.setArtimTimeout(0));
-    EXPECT_EQ(0, msm.setArtimTimeout(1));
 }

@@ -1,167 +1,71 @@
 #include "tests/service/ServiceTestUtil.h"
 
-#include <fstream>
-#include <sys/stat.h>
+#include <algorithm>
+#include <filesystem>
 
-#include "dictionary/DcDict.h"
-#include "message/DcCmdCFind.h"
-#include "tests/network/PeerProcess.h"
+#include "media/dirFile.h"
 
 namespace {
-
-bool have(const char* tool)
-{
-    return system((std::string("command -v ") + tool + " >/dev/null 2>&1").c_str()) == 0;
-}
-
-void put16(Bytes& out, unsigned int v)
-{
-    out.push_back(static_cast<unsigned char>(v));
-    out.push_back(static_cast<unsigned char>(v >> 8));
-}
-
-void put32(Bytes& out, unsigned int v)
-{
-    put16(out, v & 0xFFFF);
-    put16(out, v >> 16);
-}
-
-std::string padded(std::string text, char pad)
-{
-    if (text.size() % 2)
-        text += pad;
-    return text;
-}
-
-// Explicit VR Little Endian element with a 2-byte length (file meta information).
-void metaElement(Bytes& out, unsigned int element, const char* vr, const std::string& value)
-{
-    put16(out, 0x0002);
-    put16(out, element);
-    out.push_back(vr[0]);
-    out.push_back(vr[1]);
-    if (std::string(vr) == "OB") {
-        put16(out, 0);
-        put32(out, static_cast<unsigned int>(value.size()));
-    } else {
-        put16(out, static_cast<unsigned int>(value.size()));
-    }
-    out.insert(out.end(), value.begin(), value.end());
-}
-
-void implicitElement(Bytes& out, unsigned int group, unsigned int element, const std::string& value)
-{
-    put16(out, group);
-    put16(out, element);
-    put32(out, static_cast<unsigned int>(value.size()));
-    out.insert(out.end(), value.begin(), value.end());
-}
 
 // A CT image file in Implicit VR Little Endian with the given pixel data.
 std::string writeCtFile(const std::string& dir, const std::string& instance, const std::string& name,
                         const Bytes& pixels)
 {
-    std::string ct = "1.2.840.10008.5.1.4.1.1.2";
-    Bytes meta;
-    metaElement(meta, 0x0001, "OB", std::string("\0\1", 2));
-    metaElement(meta, 0x0002, "UI", padded(ct, '\0'));
-    metaElement(meta, 0x0003, "UI", padded(instance, '\0'));
-    metaElement(meta, 0x0010, "UI", padded("1.2.840.10008.1.2", '\0'));
-    Bytes file(128, 0);
-    file.insert(file.end(), {'D', 'I', 'C', 'M'});
-    Bytes groupLength;
-    put16(groupLength, 0x0002);
-    put16(groupLength, 0x0000);
-    groupLength.insert(groupLength.end(), {'U', 'L'});
-    put16(groupLength, 4);
-    put32(groupLength, static_cast<unsigned int>(meta.size()));
-    file.insert(file.end(), groupLength.begin(), groupLength.end());
-    file.insert(file.end(), meta.begin(), meta.end());
-    Bytes data;
-    implicitElement(data, 0x0008, 0x0016, padded(ct, '\0'));
-    implicitElement(data, 0x0008, 0x0018, padded(instance, '\0'));
-    implicitElement(data, 0x0010, 0x0010, padded(name, ' '));
-    implicitElement(data, 0x0010, 0x0020, padded("PID1", ' '));
-    implicitElement(data, 0x0020, 0x000D, padded("1.2.3.100", '\0'));
-    implicitElement(data, 0x0020, 0x000E, padded("1.2.3.101", '\0'));
-    put16(data, 0x7FE0);
-    put16(data, 0x0010);
-    put32(data, static_cast<unsigned int>(pixels.size()));
-    file.insert(file.end(), data.begin(), data.end());
+    DcElemList data;
+    data.add(new DcElem(static_cast<int>(T_0008_0016_sopClassUid), UID_CT_IMAGE_STORAGE));
+    data.add(new DcElem(static_cast<int>(T_0008_0018_sopInstanceUid), instance.c_str()));
+    data.add(new DcElem(static_cast<int>(T_0010_0010_patientName), name.c_str()));
+    data.add(new DcElem(static_cast<int>(T_0010_0020_patientId), "PID1"));
+    data.add(new DcElem(static_cast<int>(T_0020_000d_studyInstanceUid), "1.2.3.100"));
+    data.add(new DcElem(static_cast<int>(T_0020_000e_seriesInstanceUid), "1.2.3.101"));
+    void* block = malloc(pixels.size());
+    memcpy(block, pixels.data(), pixels.size());
+    DcBuf value(block, static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT);
+    data.add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), &value));
+    DcDirMetaInfo info;
+    info.xferSyn = UID_LITTLE_ENDIAN_IMPLICIT;
     std::string path = dir + "/" + instance + ".dcm";
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
-    out.write(reinterpret_cast<const char*>(pixels.data()), static_cast<std::streamsize>(pixels.size()));
+    EXPECT_EQ(0, dirWriteFile(path.c_str(), info, data));
     return path;
 }
 
-// Reads a Part 10 file: its data set, decoded in its transfer syntax.
-bool readDataSet(const std::string& path, DcElemList& set)
-{
-    std::ifstream in(path, std::ios::binary);
-    Bytes file((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (file.size() < 132 || memcmp(file.data() + 128, "DICM", 4) != 0)
-        return false;
-    size_t at = 132;
-    std::string xfer;
-    while (at + 8 <= file.size() && file[at] == 0x02 && file[at + 1] == 0x00) {
-        unsigned int element = file[at + 2] | (file[at + 3] << 8);
-        std::string vr(reinterpret_cast<const char*>(&file[at + 4]), 2);
-        size_t len, head;
-        if (vr == "OB" || vr == "OW" || vr == "UN" || vr == "SQ" || vr == "UT") {
-            len = file[at + 8] | (file[at + 9] << 8) | (file[at + 10] << 16) | (size_t(file[at + 11]) << 24);
-            head = 12;
-        } else {
-            len = file[at + 6] | (file[at + 7] << 8);
-            head = 8;
-        }
-        if (element == 0x0010)
-            xfer.assign(reinterpret_cast<const char*>(&file[at + head]), len);
-        at += head + len;
+// A file stored by a dcmtk peer, read by the library: its instance UID,
+// patient name and pixels.
+struct StoredFile {
+    explicit StoredFile(const std::string& path)
+    {
+        DcDirMetaInfo info;
+        DcElemList set;
+        read = dirReadFile(path.c_str(), info, set) == 0;
+        char text[128] = "";
+        set.getValue(static_cast<int>(T_0008_0018_sopInstanceUid), text, 64, ELEM_VAL_INDEX_KEEP);
+        instance = text;
+        set.getValue(static_cast<int>(T_0010_0010_patientName), text, 64, ELEM_VAL_INDEX_KEEP);
+        name = text;
+        DcBuf value;
+        if (set.getValue(static_cast<int>(T_7fe0_0010_pixelData), value, ELEM_VAL_INDEX_KEEP) == 0 &&
+            value.getType() == BUF_MEMORY)
+            pixels.assign(static_cast<unsigned char*>(value.getBuf()),
+                          static_cast<unsigned char*>(value.getBuf()) + value.getLen());
     }
-    while (!xfer.empty() && xfer.back() == '\0')
-        xfer.pop_back();
-    DICT_UID syntax = UID_NONE;
-    if (Dict.getUidDef(xfer.c_str(), syntax) != 0)
-        return false;
-    unsigned int left = static_cast<unsigned int>(file.size() - at);
-    return set.parse(file.data() + at, left, syntax) == 0;
-}
+    bool read;
+    std::string instance, name;
+    Bytes pixels;
+};
 
-std::string textIn(DcElemList& set, int tag)
-{
-    char text[128] = "";
-    set.getValue(tag, text, 64, ELEM_VAL_INDEX_KEEP);
-    return text;
-}
-
-Bytes pixelsIn(DcElemList& set)
-{
-    DcBuf value;
-    if (set.getValue(static_cast<int>(T_7fe0_0010_pixelData), value, ELEM_VAL_INDEX_KEEP) != 0 ||
-        value.getType() != BUF_MEMORY)
-        return {};
-    const unsigned char* data = static_cast<const unsigned char*>(value.getBuf());
-    return Bytes(data, data + value.getLen());
-}
-
-class TempDir {
-public:
+// A scratch folder and the files that peers leave in it, sorted.
+struct TempDir {
     TempDir()
     {
         char pattern[] = "/tmp/brenik3-dcmtk-XXXXXX";
         path = mkdtemp(pattern);
     }
-    ~TempDir() { system(("rm -rf " + path).c_str()); }
+    ~TempDir() { std::filesystem::remove_all(path); }
     std::vector<std::string> files()
     {
         std::vector<std::string> out;
-        DIR* dir = opendir(path.c_str());
-        while (dirent* entry = readdir(dir)) {
-            if (entry->d_name[0] != '.')
-                out.push_back(path + "/" + entry->d_name);
-        }
-        closedir(dir);
+        for (const auto& entry : std::filesystem::directory_iterator(path))
+            out.push_back(entry.path().string());
         std::sort(out.begin(), out.end());
         return out;
     }
@@ -172,15 +76,11 @@ public:
 bool listening(int port, int seconds)
 {
     for (int i = 0; i < seconds * 20; i++) {
-        int sock = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in addr = {};
-        addr.sin_family = AF_INET;
-        addr.sin_port = htons(static_cast<uint16_t>(port));
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        bool ok = ::connect(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
-        close(sock);
-        if (ok)
+        int sock = connectTo(port);
+        if (sock >= 0) {
+            close(sock);
             return true;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return false;
@@ -275,11 +175,11 @@ TEST_F(DcmtkPeer, OurScuStoresIntoStorescp)
     }
     ASSERT_EQ(sent.size(), files.size());
     for (size_t i = 0; i < sent.size(); i++) {
-        DcElemList set;
-        ASSERT_TRUE(readDataSet(files[i], set)) << files[i];
-        EXPECT_EQ("1.2.3.7." + std::to_string(i), textIn(set, T_0008_0018_sopInstanceUid));
-        EXPECT_EQ("Doe^Jane", textIn(set, T_0010_0010_patientName));
-        EXPECT_TRUE(pixelsIn(set) == sent[i]) << i;
+        StoredFile file(files[i]);
+        ASSERT_TRUE(file.read) << files[i];
+        EXPECT_EQ("1.2.3.7." + std::to_string(i), file.instance);
+        EXPECT_EQ("Doe^Jane", file.name);
+        EXPECT_TRUE(file.pixels == sent[i]) << i;
     }
 }
 
@@ -288,28 +188,7 @@ TEST_F(DcmtkPeer, FindscuQueryIsAnsweredByAnScpBuiltOnTheLibrary)
     if (!have("findscu"))
         GTEST_SKIP() << "dcmtk's findscu is not installed";
     TempDir dir;
-    ScpThread scp;
-    scp.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}));
-    std::vector<std::unique_ptr<DcCmdCFindRsp>> answers;
-    scp.handler = [&](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
-        if (typeOf(msg) == MSG_C_FIND_RQ) {
-            answers.clear();
-            for (int i = 0; i < 3; i++) {
-                answers.emplace_back(new DcCmdCFindRsp());
-                answers.back()->parseRequest(static_cast<DcCmd*>(msg));
-            }
-            return;
-        }
-        const char* found[] = {"Doe^Jane", "Doe^John"};
-        for (int i = 0; i < 2; i++) {
-            answers[i]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0xFF00)));
-            answers[i]->add(new DcElem(static_cast<int>(T_0008_0052_queryRetrieveLevel), "STUDY"));
-            answers[i]->add(new DcElem(static_cast<int>(T_0010_0010_patientName), found[i]));
-            msm.write(sop, answers[i].get());
-        }
-        answers[2]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
-        msm.write(sop, answers[2].get());
-    };
+    FindScp scp;
     scp.start();
     PeerProcess findscu({"findscu", "-S", "-aet", "FINDSCU", "-aec", "STORESCP", "-to", "10", "-k",
                          "QueryRetrieveLevel=STUDY", "-k", "PatientName=Doe*", "-X", "-od", dir.path, "127.0.0.1",
@@ -320,10 +199,10 @@ TEST_F(DcmtkPeer, FindscuQueryIsAnsweredByAnScpBuiltOnTheLibrary)
     std::vector<std::string> files = dir.files();
     ASSERT_EQ(2u, files.size());
     std::vector<std::string> names;
-    for (const std::string& file : files) {
-        DcElemList set;
-        ASSERT_TRUE(readDataSet(file, set)) << file;
-        names.push_back(textIn(set, T_0010_0010_patientName));
+    for (const std::string& path : files) {
+        StoredFile file(path);
+        ASSERT_TRUE(file.read) << path;
+        names.push_back(file.name);
     }
     EXPECT_EQ((std::vector<std::string>{"Doe^Jane", "Doe^John"}), names);
 }

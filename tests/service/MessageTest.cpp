@@ -3,7 +3,6 @@
 #include <fcntl.h>
 
 #include "message/DcCmdCCancel.h"
-#include "message/DcCmdCFind.h"
 #include "message/DcCmdCGet.h"
 #include "message/DcCmdCMove.h"
 #include "message/DcCmdNAction.h"
@@ -43,97 +42,49 @@ int pixelFileCallback(void* userData, DcElemList& header, int& pixelDataHandle, 
 
 }
 
-TEST_F(Messages, StoreWithPixelDataInMemory)
+// Pixel data sent from memory or streamed from disk arrive whole; with a
+// pixel callback they go straight to the file it gives, seen on disk.
+TEST_F(Messages, StoredPixelDataArriveWhole)
 {
-    StoreScp scp;
-    scp.start();
-    Scu scu(scp.port);
-    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
-    Bytes pixels = pattern(1 << 20, 7);
-    storeAndConfirm(scu, storeRequest("1.2.3.1", pixels), "1.2.3.1");
-    storeAndConfirm(scu, storeRequest("1.2.3.2", pattern(10, 9)), "1.2.3.2");
-    scu.msm.releaseAssociation();
-    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
-    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
-    scp.stop();
-    ASSERT_EQ(2u, scp.pixels.size());
-    EXPECT_TRUE(scp.pixels[0] == pixels);
-    EXPECT_TRUE(scp.pixels[1] == pattern(10, 9));
-    EXPECT_EQ("Doe^Jane", scp.names[0]);
-    EXPECT_FALSE(scp.onDisk[0]);
-}
-
-TEST_F(Messages, StoreWithPixelDataStreamedFromDisk)
-{
-    StoreScp scp;
-    scp.start();
-    Scu scu(scp.port);
-    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
-    Bytes pixels = pattern(3 * 65536 + 17, 3);
-    char path[] = "/tmp/brenik3-send-XXXXXX";
-    int fd = mkstemp(path);
-    unlink(path);
-    ASSERT_EQ(static_cast<ssize_t>(pixels.size()), ::write(fd, pixels.data(), pixels.size()));
-    storeAndConfirm(scu, storeRequest("1.2.3.3", pixels, fd), "1.2.3.3");
-    close(fd);
-    scu.msm.releaseAssociation();
-    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
-    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
-    scp.stop();
-    ASSERT_EQ(1u, scp.pixels.size());
-    EXPECT_TRUE(scp.pixels[0] == pixels);
-}
-
-TEST_F(Messages, PixelCallbackSendsPixelDataStraightToAFile)
-{
-    StoreScp scp;
-    std::vector<std::string> headers;
-    scp.scp.registerPixRecvCB(&headers, pixelFileCallback);
-    scp.start();
-    Scu scu(scp.port);
-    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
-    Bytes pixels = pattern(700000, 5);
-    storeAndConfirm(scu, storeRequest("1.2.3.4", pixels), "1.2.3.4");
-    scu.msm.releaseAssociation();
-    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
-    ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
-    scp.stop();
-    ASSERT_EQ(1u, headers.size());
-    EXPECT_EQ("Doe^Jane", headers[0]);
-    ASSERT_EQ(1u, scp.pixels.size());
-    EXPECT_TRUE(scp.onDisk[0]);
-    EXPECT_TRUE(scp.pixels[0] == pixels);
-    int fd = -1;
-    scp.scp.getPixelDataHandle(fd);
-    ASSERT_GE(fd, 0);
-    EXPECT_EQ(static_cast<off_t>(pixels.size()), lseek(fd, 0, SEEK_END));
+    for (int way = 0; way < 3; way++) {
+        SCOPED_TRACE(way);
+        bool fromDisk = way == 1, callback = way == 2;
+        StoreScp scp;
+        std::vector<std::string> headers;
+        if (callback)
+            scp.scp.registerPixRecvCB(&headers, pixelFileCallback);
+        scp.start();
+        Scu scu(scp.port);
+        ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
+        std::vector<Bytes> sent = {pattern(fromDisk ? 3 * 65536 + 17 : 700000, 7), pattern(10, 9)};
+        char path[] = "/tmp/brenik3-send-XXXXXX";
+        int fd = mkstemp(path);
+        unlink(path);
+        ASSERT_EQ(static_cast<ssize_t>(sent[0].size()), ::write(fd, sent[0].data(), sent[0].size()));
+        storeAndConfirm(scu, storeRequest("1.2.3.1", sent[0], fromDisk ? fd : -1), "1.2.3.1");
+        storeAndConfirm(scu, storeRequest("1.2.3.2", sent[1]), "1.2.3.2");
+        close(fd);
+        scu.msm.releaseAssociation();
+        EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
+        ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
+        scp.stop();
+        ASSERT_EQ(2u, scp.pixels.size());
+        EXPECT_TRUE(scp.pixels == sent);
+        EXPECT_EQ("Doe^Jane", scp.names[0]);
+        EXPECT_EQ(callback, bool(scp.onDisk[0]));
+        if (!callback)
+            continue;
+        EXPECT_EQ((std::vector<std::string>{"Doe^Jane", "Doe^Jane"}), headers);
+        int pixelFile = -1;
+        scp.scp.getPixelDataHandle(pixelFile);
+        ASSERT_GE(pixelFile, 0);
+        EXPECT_EQ(static_cast<off_t>(sent[1].size()), lseek(pixelFile, 0, SEEK_END));
+    }
 }
 
 TEST_F(Messages, FindResponsesComeBackInOrder)
 {
-    ScpThread scp;
-    scp.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_IMPLICIT}));
-    std::vector<std::unique_ptr<DcCmdCFindRsp>> answers;
-    scp.handler = [&](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
-        if (typeOf(msg) == MSG_C_FIND_RQ) {
-            for (int i = 0; i < 3; i++) {
-                answers.emplace_back(new DcCmdCFindRsp());
-                answers.back()->parseRequest(static_cast<DcCmd*>(msg));
-            }
-            return;
-        }
-        EXPECT_EQ(MSG_IOD, typeOf(msg));
-        EXPECT_EQ(UID_STUDY_ROOT_Q_R_FIND, sop);
-        EXPECT_EQ("Doe*", textOf(msg, T_0010_0010_patientName));
-        const char* found[] = {"Doe^Jane", "Doe^John"};
-        for (int i = 0; i < 2; i++) {
-            answers[i]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0xFF00)));
-            answers[i]->add(new DcElem(static_cast<int>(T_0010_0010_patientName), found[i]));
-            msm.write(sop, answers[i].get());
-        }
-        answers[2]->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
-        msm.write(sop, answers[2].get());
-    };
+    FindScp scp;
     scp.start();
     Scu scu(scp.port);
     scu.sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_IMPLICIT}));
@@ -162,6 +113,7 @@ TEST_F(Messages, FindResponsesComeBackInOrder)
     scu.msm.releaseAssociation();
     EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
     scp.stop();
+    EXPECT_EQ("Doe*", scp.key);
 }
 
 namespace {

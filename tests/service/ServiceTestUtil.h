@@ -15,14 +15,16 @@
 #include <vector>
 
 #include <dirent.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include "message/DcCmdCEcho.h"
+#include "message/DcCmdCFind.h"
 #include "message/DcCmdCStore.h"
 #include "message/DcIod.h"
+#include "network/DcPduAssoAcRq.h"
 #include "service/DcMsm.h"
 #include "tests/network/NetTestUtil.h"
-#include "tests/network/TsmTestUtil.h"
 
 // Open file descriptors of the process.
 inline int openFdCount()
@@ -257,6 +259,114 @@ struct StoreScp : ScpThread {
     std::vector<std::string> names;
     std::vector<std::string> instances;
     std::vector<bool> onDisk;
+};
+
+// An SCP that answers each C-FIND with the matches Doe^Jane and Doe^John,
+// then success, and keeps the patient name key it was given.
+struct FindScp : ScpThread {
+    FindScp()
+    {
+        sopXfer.push_back(sopEntry(UID_STUDY_ROOT_Q_R_FIND, {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT}));
+        handler = [this](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+            if (typeOf(msg) == MSG_C_FIND_RQ) {
+                answers.clear();
+                for (int i = 0; i < 3; i++) {
+                    answers.emplace_back(new DcCmdCFindRsp());
+                    answers.back()->parseRequest(static_cast<DcCmd*>(msg));
+                }
+                return;
+            }
+            if (typeOf(msg) != MSG_IOD || sop != UID_STUDY_ROOT_Q_R_FIND || answers.size() != 3)
+                return;
+            key = textOf(msg, T_0010_0010_patientName);
+            const char* found[] = {"Doe^Jane", "Doe^John", nullptr};
+            for (int i = 0; i < 3; i++) {
+                unsigned short status = found[i] ? 0xFF00 : 0;
+                answers[i]->add(new DcElem(static_cast<int>(T_0000_0900_status), status));
+                if (found[i]) {
+                    answers[i]->add(new DcElem(static_cast<int>(T_0008_0052_queryRetrieveLevel), "STUDY"));
+                    answers[i]->add(new DcElem(static_cast<int>(T_0010_0010_patientName), found[i]));
+                }
+                msm.write(sop, answers[i].get());
+            }
+        };
+    }
+    std::vector<std::unique_ptr<DcCmdCFindRsp>> answers;
+    std::string key;
+};
+
+// A peer that speaks the protocol by hand on a plain TCP socket.
+class RawPeer {
+public:
+    explicit RawPeer(int port) : sock(connectTo(port)) {}
+    ~RawPeer() { hangUp(); }
+    void hangUp()
+    {
+        if (sock >= 0)
+            close(sock);
+        sock = -1;
+    }
+
+    // Proposes one context and returns the whole answer PDU.
+    Bytes associate(const char* called = "STORESCP", const char* calling = "RAWPEER",
+                    DICT_UID sop = UID_CT_IMAGE_STORAGE, unsigned int presCtxId = 1)
+    {
+        DcPduAssoRq rq(sock);
+        DcPduInfoAcRq info;
+        strcpy(info.calledAeTitle, called);
+        strcpy(info.callingAeTitle, calling);
+        strcpy(info.appCtxName, "1.2.840.10008.3.1.1.1");
+        info.maxPduLen = 16384;
+        rq.setInfo(info);
+        DcPduPresCtxItem item;
+        item.presCtxId = presCtxId;
+        item.abstractSyntax = sop;
+        item.xferSyn[0] = UID_LITTLE_ENDIAN_IMPLICIT;
+        rq.presCtxItemAdd(item);
+        rq.write();
+        return readPdu();
+    }
+    bool send(const Bytes& bytes)
+    {
+        return ::send(sock, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+    }
+    // One whole PDU, or what arrived of it within the wait.
+    Bytes readPdu(int millis = 3000)
+    {
+        Bytes pdu = readExactly(6, millis);
+        if (pdu.size() == 6) {
+            Bytes body = readExactly((pdu[2] << 24) | (pdu[3] << 16) | (pdu[4] << 8) | pdu[5], millis);
+            pdu.insert(pdu.end(), body.begin(), body.end());
+        }
+        return pdu;
+    }
+    // True when the other side closes within the wait.
+    bool closedWithin(int millis)
+    {
+        auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(millis);
+        unsigned char buf[4096];
+        while (std::chrono::steady_clock::now() < until) {
+            struct pollfd pfd = {sock, POLLIN, 0};
+            if (poll(&pfd, 1, 50) > 0 && recv(sock, buf, sizeof buf, 0) <= 0)
+                return true;
+        }
+        return false;
+    }
+
+    int sock;
+
+private:
+    Bytes readExactly(size_t len, int millis)
+    {
+        Bytes out;
+        unsigned char buf[4096];
+        struct pollfd pfd = {sock, POLLIN, 0};
+        ssize_t n;
+        while (out.size() < len && poll(&pfd, 1, millis) > 0 &&
+               (n = recv(sock, buf, std::min(sizeof buf, len - out.size()), 0)) > 0)
+            out.insert(out.end(), buf, buf + n);
+        return out;
+    }
 };
 
 #endif

@@ -3,8 +3,6 @@
 #include <fstream>
 #include <sstream>
 
-#include <gtest/gtest.h>
-
 #include "ToolRun.h"
 
 namespace {
@@ -115,61 +113,44 @@ const char* const SAMPLE_DUMP = R"((0008,0008) CS [DERIVED\SECONDARY]
 (0040,a30a) DS [3.25]
 )";
 
-class DumpAgreement : public ::testing::Test {
+void expectAgreement(const std::string& file)
+{
+    SCOPED_TRACE(file);
+    RunResult theirs = run({"dcmdump", "-Un", "+L", file});
+    ASSERT_EQ(theirs.status, 0) << theirs.err;
+    RunResult ours = run({toolPath("b3-dump"), "-w", "0", file});
+    ASSERT_EQ(ours.status, 0) << ours.err;
+    std::vector<Value> expected = fromDcmdump(theirs.out);
+    ASSERT_GT(expected.size(), 10u);
+    EXPECT_EQ(fromB3dump(ours.out), expected);
+}
+
+class DumpAgreement : public ToolTest {
 protected:
     void SetUp() override
     {
-        if (!toolExists("b3-dump") || !toolExists("b3-mkimage"))
-            GTEST_SKIP() << "tools not built";
-        if (!programOnPath("dcmdump") || !programOnPath("dump2dcm"))
-            GTEST_SKIP() << "dcmtk (dcmdump, dump2dcm) not installed";
-        dir = scratchDir(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        ToolTest::SetUp();
+        need({"b3-dump", "b3-mkimage"}, {"dcmdump", "dump2dcm"});
     }
-
-    void expectAgreement(const std::string& file)
-    {
-        RunResult theirs = run({"dcmdump", "-Un", "+L", file});
-        ASSERT_EQ(theirs.status, 0) << theirs.err;
-        RunResult ours = run({toolPath("b3-dump"), "-w", "0", file});
-        ASSERT_EQ(ours.status, 0) << ours.err;
-        std::vector<Value> expected = fromDcmdump(theirs.out);
-        ASSERT_GT(expected.size(), 10u);
-        EXPECT_EQ(fromB3dump(ours.out), expected) << file;
-    }
-
-    std::string dir;
 };
 
 }
 
-TEST_F(DumpAgreement, OnFilesWrittenByDcmtkInEachSyntax)
+// Files written by dcmtk in each syntax and as a bare data set, and files
+// written by b3-mkimage in each syntax.
+TEST_F(DumpAgreement, OnFilesOfDcmtkAndB3MkimageInEachSyntax)
 {
     std::string dump = dir + "/sample.txt";
     std::ofstream(dump) << SAMPLE_DUMP;
-    for (const char* syntax : {"+ti", "+te", "+tb"}) {
+    for (const char* syntax : {"+ti", "+te", "+tb", "-F"}) {
         std::string file = dir + "/sample" + syntax + ".dcm";
-        RunResult made = run({"dump2dcm", syntax, dump, file});
+        std::vector<std::string> argv = {"dump2dcm", syntax, dump, file};
+        if (std::string(syntax) == "-F")
+            argv.insert(argv.begin() + 2, "+ti");
+        RunResult made = run(argv);
         ASSERT_EQ(made.status, 0) << made.err;
         expectAgreement(file);
     }
-}
-
-TEST_F(DumpAgreement, OnABareDataSet)
-{
-    std::string dump = dir + "/sample.txt";
-    std::ofstream(dump) << SAMPLE_DUMP;
-    std::string file = dir + "/bare.dcm";
-    RunResult made = run({"dump2dcm", "-F", "+ti", dump, file});
-    ASSERT_EQ(made.status, 0) << made.err;
-    expectAgreement(file);
-}
-
-TEST_F(DumpAgreement, OnFilesWrittenByB3Mkimage)
-{
-    for (const char* syntax : {"implicit", "explicit", "big"}) {
-        std::string file = dir + "/" + syntax + ".dcm";
-        RunResult made = run({toolPath("b3-mkimage"), "-t", syntax, "-s", "32", file});
-        ASSERT_EQ(made.status, 0) << made.err;
-        expectAgreement(file);
-    }
+    for (const char* syntax : {"implicit", "explicit", "big"})
+        expectAgreement(makeImage(std::string(syntax) + ".dcm", {"-t", syntax, "-s", "32"}));
 }

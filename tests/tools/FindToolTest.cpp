@@ -7,8 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include <Brenik3.h>
 
 #include "ToolRun.h"
@@ -113,15 +111,19 @@ private:
 
 }
 
-TEST(FindTool, PrintsEachMatchOfTheKeysItSent)
+class FindTool : public ToolTest {
+protected:
+    void SetUp() override
+    {
+        ToolTest::SetUp();
+        need({"b3-find"});
+    }
+};
+
+TEST_F(FindTool, PrintsEachMatchOfTheKeysItSent)
 {
-    if (!toolExists("b3-find"))
-        GTEST_SKIP() << "b3-find not built";
-    int port = freePort();
     FindScp scp(port);
-    RunResult r = run({toolPath("b3-find"), "-aec", "FINDSCP", "-k", "patientName=DOE*", "-k", "0020,000d",
-                       "127.0.0.1:" + std::to_string(port)},
-                      30);
+    RunResult r = tool("b3-find", {"-aec", "FINDSCP", "-k", "patientName=DOE*", "-k", "0020,000d", address}, 30);
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_NE(r.out.find("# match 1"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("# match 2"), std::string::npos);
@@ -133,11 +135,9 @@ TEST(FindTool, PrintsEachMatchOfTheKeysItSent)
     EXPECT_TRUE(scp.sawStudyUidKey);
 }
 
-TEST(FindTool, RefusesAKeyTheDictionaryDoesNotKnow)
+TEST_F(FindTool, RefusesAKeyTheDictionaryDoesNotKnow)
 {
-    if (!toolExists("b3-find"))
-        GTEST_SKIP() << "b3-find not built";
-    RunResult r = run({toolPath("b3-find"), "-k", "noSuchAttribute=1", "127.0.0.1:1"});
+    RunResult r = tool("b3-find", {"-k", "noSuchAttribute=1", "127.0.0.1:1"});
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.err.find("unknown key 'noSuchAttribute'"), std::string::npos) << r.err;
 }

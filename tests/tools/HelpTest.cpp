@@ -48,13 +48,18 @@ std::vector<HelpOption> optionsOf(const std::string& help)
 
 }
 
-class ToolHelp : public ::testing::TestWithParam<const char*> {};
+class ToolHelp : public ToolTest, public ::testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override
+    {
+        ToolTest::SetUp();
+        need({GetParam()});
+    }
+};
 
 TEST_P(ToolHelp, ExplainsItselfAndAcceptsEveryOptionItLists)
 {
     std::string tool = GetParam();
-    if (!toolExists(tool))
-        GTEST_SKIP() << tool << " not built";
     RunResult help = run({toolPath(tool), "--help"});
     ASSERT_EQ(help.status, 0);
     EXPECT_EQ(help.out.compare(0, 7 + tool.size(), "usage: " + tool), 0) << help.out;
@@ -72,10 +77,7 @@ TEST_P(ToolHelp, ExplainsItselfAndAcceptsEveryOptionItLists)
 
 TEST_P(ToolHelp, RefusesAnUnknownOptionWithUsageStatus)
 {
-    std::string tool = GetParam();
-    if (!toolExists(tool))
-        GTEST_SKIP() << tool << " not built";
-    RunResult r = run({toolPath(tool), "--no-such-option"});
+    RunResult r = tool(GetParam(), {"--no-such-option"});
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.err.find("unknown option '--no-such-option'"), std::string::npos) << r.err;
     EXPECT_TRUE(r.out.empty());

@@ -1,65 +1,140 @@
 // b3-mkimage, b3-dump and b3-png run through their command lines.
+#include <cstdint>
 #include <fstream>
 #include <map>
-#include <sstream>
 
-#include <gtest/gtest.h>
-
-#include "PngReader.h"
 #include "ToolRun.h"
 
 namespace {
 
-// The value column of the tree line of tag "(gggg,eeee)", or "<absent>".
-std::string dumpValue(const std::string& dump, const std::string& tag)
-{
-    std::istringstream lines(dump);
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (line.compare(0, tag.size(), tag) != 0)
-            continue;
-        // (gggg,eeee) VR name...padded to 36 value
-        size_t valueAt = 12 + 3 + 37;
-        return line.size() > valueAt ? line.substr(valueAt) : "";
+// A small PNG reader for checking what b3-png writes: checks every chunk's
+// CRC, the zlib header and Adler-32, and inflates stored deflate blocks
+// (the only kind the writer makes). Filter type 0 (none) only.
+struct PngPicture {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    int bitDepth = 0;
+    int colourType = -1;
+    std::vector<std::string> chunks;  // chunk types in file order
+    std::vector<uint8_t> scanLines;   // inflated IDAT data, filter bytes included
+
+    int channels() const { return colourType == 2 ? 3 : 1; }
+    // Sample c of pixel (x, y).
+    unsigned int sample(uint32_t x, uint32_t y, int c = 0) const
+    {
+        size_t bytes = bitDepth == 16 ? 2 : 1;
+        size_t row = 1 + size_t(width) * channels() * bytes;
+        size_t at = y * row + 1 + (size_t(x) * channels() + c) * bytes;
+        return bytes == 2 ? (unsigned(scanLines[at]) << 8) | scanLines[at + 1] : scanLines[at];
     }
-    return "<absent>";
+};
+
+uint32_t be32(const std::string& b, size_t at)
+{
+    return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
+           (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));
 }
 
-class ImageTools : public ::testing::Test {
+// Bit by bit, independent of the writer's table.
+uint32_t slowCrc(const std::string& bytes, size_t from, size_t len)
+{
+    uint32_t crc = 0xFFFFFFFFu;
+    for (size_t i = from; i < from + len; i++) {
+        crc ^= uint8_t(bytes[i]);
+        for (int k = 0; k < 8; k++)
+            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1)));
+    }
+    return ~crc;
+}
+
+uint32_t slowAdler(const std::vector<uint8_t>& data)
+{
+    uint32_t a = 1, b = 0;
+    for (uint8_t byte : data) {
+        a = (a + byte) % 65521;
+        b = (b + a) % 65521;
+    }
+    return (b << 16) | a;
+}
+
+
+// Returns "" on success, else what is wrong with the file.
+std::string readPng(const std::string& bytes, PngPicture& picture)
+{
+    static const char signature[] = "\x89PNG\r\n\x1a\n";
+    if (bytes.size() < 8 || bytes.compare(0, 8, signature, 8) != 0)
+        return "no PNG signature";
+    std::string idat;
+    size_t pos = 8;
+    while (pos + 12 <= bytes.size()) {
+        uint32_t len = be32(bytes, pos);
+        if (pos + 12 + len > bytes.size())
+            return "chunk runs past the end";
+        std::string type = bytes.substr(pos + 4, 4);
+        if (slowCrc(bytes, pos + 4, 4 + len) != be32(bytes, pos + 8 + len))
+            return "bad CRC in " + type;
+        picture.chunks.push_back(type);
+        if (type == "IHDR") {
+            picture.width = be32(bytes, pos + 8);
+            picture.height = be32(bytes, pos + 12);
+            picture.bitDepth = uint8_t(bytes[pos + 16]);
+            picture.colourType = uint8_t(bytes[pos + 17]);
+        } else if (type == "IDAT") {
+            idat += bytes.substr(pos + 8, len);
+        }
+        pos += 12 + len;
+    }
+    if (pos != bytes.size())
+        return "trailing bytes after the last chunk";
+    if (idat.size() < 6 || ((uint8_t(idat[0]) << 8) | uint8_t(idat[1])) % 31 != 0 || (uint8_t(idat[0]) & 0x0F) != 8)
+        return "bad zlib header";
+    size_t at = 2;
+    bool last = false;
+    while (!last) {
+        if (at + 5 > idat.size())
+            return "deflate stream cut short";
+        uint8_t head = uint8_t(idat[at]);
+        last = head & 1;
+        if ((head >> 1) != 0)
+            return "not a stored deflate block";
+        unsigned len = uint8_t(idat[at + 1]) | (uint8_t(idat[at + 2]) << 8);
+        unsigned nlen = uint8_t(idat[at + 3]) | (uint8_t(idat[at + 4]) << 8);
+        if ((len ^ 0xFFFF) != nlen)
+            return "stored block length check fails";
+        if (at + 5 + len > idat.size())
+            return "stored block runs past the end";
+        picture.scanLines.insert(picture.scanLines.end(), idat.begin() + at + 5, idat.begin() + at + 5 + len);
+        at += 5 + len;
+    }
+    if (at + 4 != idat.size() || be32(idat, at) != slowAdler(picture.scanLines))
+        return "bad Adler-32";
+    size_t row = 1 + size_t(picture.width) * picture.channels() * (picture.bitDepth == 16 ? 2 : 1);
+    if (picture.scanLines.size() != row * picture.height)
+        return "scan lines do not match the header";
+    for (uint32_t y = 0; y < picture.height; y++)
+        if (picture.scanLines[y * row] != 0)
+            return "unexpected filter type";
+    return "";
+}
+
+class ImageTools : public ToolTest {
 protected:
     void SetUp() override
     {
-        if (!toolExists("b3-mkimage") || !toolExists("b3-dump") || !toolExists("b3-png"))
-            GTEST_SKIP() << "image tools not built";
-        dir = scratchDir(::testing::UnitTest::GetInstance()->current_test_info()->name());
+        ToolTest::SetUp();
+        need({"b3-mkimage", "b3-dump", "b3-png"});
     }
-
-    std::string makeImage(const std::string& name, const std::vector<std::string>& options = {})
-    {
-        std::string path = dir + "/" + name;
-        std::vector<std::string> argv = {toolPath("b3-mkimage")};
-        argv.insert(argv.end(), options.begin(), options.end());
-        argv.push_back(path);
-        RunResult r = run(argv);
-        EXPECT_EQ(r.status, 0) << r.err;
-        return path;
-    }
-
-    PngPicture toPng(const std::string& input, const std::vector<std::string>& options = {})
+    PngPicture toPng(const std::string& input, std::vector<std::string> options = {})
     {
         std::string png = input + ".png";
-        std::vector<std::string> argv = {toolPath("b3-png")};
-        argv.insert(argv.end(), options.begin(), options.end());
-        argv.push_back(input);
-        argv.push_back(png);
-        RunResult r = run(argv);
+        options.push_back(input);
+        options.push_back(png);
+        RunResult r = tool("b3-png", options);
         EXPECT_EQ(r.status, 0) << r.err;
         PngPicture picture;
         EXPECT_EQ(readPng(readFile(png), picture), "");
         return picture;
     }
-
-    std::string dir;
 };
 
 // Pixel positions in the synthetic 256 x 256 slice.
@@ -73,7 +148,7 @@ const uint32_t TISSUE_X = 128, TISSUE_Y = 70;     // soft tissue, 40 HU
 TEST_F(ImageTools, DumpShowsTheMetaInformationAndTheDataSetTree)
 {
     std::string file = makeImage("ct.dcm", {"--patient-name", "Tree^Test"});
-    RunResult r = run({toolPath("b3-dump"), file});
+    RunResult r = tool("b3-dump", {file});
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("File Meta Header"), std::string::npos);
     EXPECT_NE(r.out.find("CT Image Storage"), std::string::npos);
@@ -90,43 +165,50 @@ TEST_F(ImageTools, DumpReadsEveryUncompressedSyntaxToTheSameValues)
     std::map<std::string, std::string> rowsBySyntax;
     for (const char* syntax : {"implicit", "explicit", "big"}) {
         std::string file = makeImage(std::string(syntax) + ".dcm", {"-t", syntax, "-s", "64"});
-        RunResult r = run({toolPath("b3-dump"), file});
+        RunResult r = tool("b3-dump", {file});
         ASSERT_EQ(r.status, 0) << syntax << ": " << r.err;
         EXPECT_EQ(dumpValue(r.out, "(0028,0011)"), "64") << syntax;
         EXPECT_EQ(dumpValue(r.out, "(0028,1052)"), "-1024") << syntax;
         EXPECT_EQ(dumpValue(r.out, "(0020,0037)"), "1\\0\\0\\0\\1\\0") << syntax;
     }
-    RunResult big = run({toolPath("b3-dump"), dir + "/big.dcm"});
+    RunResult big = tool("b3-dump", {dir + "/big.dcm"});
     EXPECT_NE(big.out.find("Big Endian Explicit"), std::string::npos);
 }
 
 TEST_F(ImageTools, DumpCutsLongValuesOnlyWhenAsked)
 {
     std::string file = makeImage("ct.dcm", {"--patient-name", std::string(60, 'A') + "^B"});
-    RunResult cut = run({toolPath("b3-dump"), "-w", "10", file});
+    RunResult cut = tool("b3-dump", {"-w", "10", file});
     EXPECT_EQ(dumpValue(cut.out, "(0010,0010)"), "AAAAAAAAAA...");
-    RunResult whole = run({toolPath("b3-dump"), "--width=0", file});
+    RunResult whole = tool("b3-dump", {"--width=0", file});
     EXPECT_EQ(dumpValue(whole.out, "(0010,0010)"), std::string(60, 'A') + "^B");
 }
 
+// The library log shows on standard error only when verbose.
 TEST_F(ImageTools, DumpFailsClearlyOnWhatItCannotRead)
 {
-    RunResult missing = run({toolPath("b3-dump"), dir + "/nothing-here.dcm"});
+    RunResult missing = tool("b3-dump", {dir + "/nothing-here.dcm"});
     EXPECT_EQ(missing.status, 1);
     EXPECT_NE(missing.err.find("No such file or directory"), std::string::npos) << missing.err;
 
     std::string text = dir + "/notes.txt";
-    FILE* f = fopen(text.c_str(), "w");
-    fputs("These are notes, not an image.\n", f);
-    fclose(f);
-    RunResult notDicom = run({toolPath("b3-dump"), text});
+    std::ofstream(text) << "These are notes, not an image.\n";
+    RunResult notDicom = tool("b3-dump", {text});
     EXPECT_EQ(notDicom.status, 1);
     EXPECT_NE(notDicom.err.find("not a DICOM file"), std::string::npos) << notDicom.err;
 
     std::string good = makeImage("good.dcm");
-    RunResult mixed = run({toolPath("b3-dump"), good, text});
+    RunResult mixed = tool("b3-dump", {good, text});
     EXPECT_EQ(mixed.status, 1) << "one unreadable file fails the run";
     EXPECT_NE(mixed.out.find("== " + good), std::string::npos);
+
+    EXPECT_EQ(notDicom.err.find("<dirReadFileMetaInfo>"), std::string::npos) << "quiet by default";
+    RunResult verbose = tool("b3-dump", {"-v", text});
+    EXPECT_EQ(verbose.status, 1);
+    EXPECT_NE(verbose.err.find("<dirReadFileMetaInfo> File Meta Information missing\n"), std::string::npos)
+        << verbose.err;
+    EXPECT_NE(verbose.err.find("b3-dump: " + text + ": not a DICOM file"), std::string::npos) << verbose.err;
+    EXPECT_EQ(verbose.out.find("dirReadFileMetaInfo"), std::string::npos);
 }
 
 TEST_F(ImageTools, PngHoldsTheWindowedSlice)
@@ -168,7 +250,7 @@ TEST_F(ImageTools, PngOfABigEndianFileMatchesTheLittleEndianOne)
 TEST_F(ImageTools, PngRefusesAFrameThatIsNotThere)
 {
     std::string file = makeImage("ct.dcm");
-    RunResult r = run({toolPath("b3-png"), "--frame", "2", file, dir + "/x.png"});
+    RunResult r = tool("b3-png", {"--frame", "2", file, dir + "/x.png"});
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("has 1 frame, not 2"), std::string::npos) << r.err;
 }
@@ -176,13 +258,13 @@ TEST_F(ImageTools, PngRefusesAFrameThatIsNotThere)
 TEST_F(ImageTools, MkimageWritesASeriesIntoAFolder)
 {
     std::string series = dir + "/series";
-    RunResult r = run({toolPath("b3-mkimage"), "-n", "3", "-s", "32", series});
+    RunResult r = tool("b3-mkimage", {"-n", "3", "-s", "32", series});
     ASSERT_EQ(r.status, 0) << r.err;
     std::vector<std::string> files = filesUnder(series);
     ASSERT_EQ(files.size(), 3u);
     std::string study, seriesUid;
     for (size_t i = 0; i < files.size(); i++) {
-        RunResult d = run({toolPath("b3-dump"), files[i]});
+        RunResult d = tool("b3-dump", {files[i]});
         EXPECT_EQ(dumpValue(d.out, "(0020,0013)"), std::to_string(i + 1));
         if (i == 0) {
             study = dumpValue(d.out, "(0020,000d)");
@@ -197,8 +279,7 @@ TEST_F(ImageTools, MkimageWritesASeriesIntoAFolder)
 // rows padded to 4 bytes) for dcmtk's img2dcm to turn into an RGB image.
 TEST_F(ImageTools, PngOfAnRgbImageMadeByDcmtkKeepsItsColours)
 {
-    if (!programOnPath("img2dcm"))
-        GTEST_SKIP() << "dcmtk's img2dcm not installed";
+    need({}, {"img2dcm"});
     const unsigned char rgb[2][4][3] = {{{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 255}},
                                         {{10, 20, 30}, {40, 50, 60}, {70, 80, 90}, {0, 0, 0}}};
     std::string bmp = {'B', 'M'};
@@ -223,18 +304,4 @@ TEST_F(ImageTools, PngOfAnRgbImageMadeByDcmtkKeepsItsColours)
         for (uint32_t x = 0; x < 4; x++)
             for (int c = 0; c < 3; c++)
                 EXPECT_EQ(png.sample(x, y, c), rgb[y][x][c]) << x << "," << y << " channel " << c;
-}
-
-TEST_F(ImageTools, LibraryLogShowsOnStandardErrorOnlyWhenVerbose)
-{
-    std::string text = dir + "/notes.txt";
-    std::ofstream(text) << "plain text\n";
-    RunResult quiet = run({toolPath("b3-dump"), text});
-    EXPECT_EQ(quiet.err.find("<dirReadFileMetaInfo>"), std::string::npos) << quiet.err;
-    RunResult verbose = run({toolPath("b3-dump"), "-v", text});
-    EXPECT_EQ(verbose.status, 1);
-    EXPECT_NE(verbose.err.find("<dirReadFileMetaInfo> File Meta Information missing\n"), std::string::npos)
-        << verbose.err;
-    EXPECT_NE(verbose.err.find("b3-dump: " + text + ": not a DICOM file"), std::string::npos) << verbose.err;
-    EXPECT_EQ(verbose.out.find("dirReadFileMetaInfo"), std::string::npos);
 }

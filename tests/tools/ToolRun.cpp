@@ -4,15 +4,14 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
 
-#include <netinet/in.h>
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,15 +19,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::vector<char*> argvOf(const std::vector<std::string>& argv)
-{
-    std::vector<char*> out;
-    for (const std::string& arg : argv)
-        out.push_back(const_cast<char*>(arg.c_str()));
-    out.push_back(nullptr);
-    return out;
-}
 
 pid_t spawn(const std::vector<std::string>& argv, const std::string& outFile, const std::string& errFile)
 {
@@ -43,44 +33,43 @@ pid_t spawn(const std::vector<std::string>& argv, const std::string& outFile, co
     dup2(in, 0);
     dup2(out, 1);
     dup2(err, 2);
-    std::vector<char*> args = argvOf(argv);
+    std::vector<char*> args;
+    for (const std::string& arg : argv)
+        args.push_back(const_cast<char*>(arg.c_str()));
+    args.push_back(nullptr);
     execvp(args[0], args.data());
     _exit(127);
 }
 
-// Waits for pid until the deadline; true with the status when it ended.
-bool waitUntil(pid_t pid, std::chrono::steady_clock::time_point deadline, int& status)
+// Waits for pid until the deadline, killing it then; its exit status or -1.
+int reap(pid_t pid, int timeoutSeconds)
 {
-    for (;;) {
-        int raw = 0;
-        pid_t done = waitpid(pid, &raw, WNOHANG);
-        if (done == pid) {
-            status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-            return true;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
+    int raw = 0;
+    while (waitpid(pid, &raw, WNOHANG) != pid) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            kill(pid, SIGKILL);
+            waitpid(pid, &raw, 0);
+            return -1;
         }
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
+    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
 }
 
-void killAndReap(pid_t pid)
+int freePort()
 {
-    kill(pid, SIGKILL);
-    int raw;
-    waitpid(pid, &raw, 0);
-}
-
-}
-
-std::string toolPath(const std::string& name)
-{
-    return std::string(BRENIK3_TEST_BIN_DIR) + "/tools/" + name;
-}
-
-bool toolExists(const std::string& name)
-{
-    return access(toolPath(name).c_str(), X_OK) == 0;
+    int sock = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    int port = -1;
+    if (bind(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
+        getsockname(sock, reinterpret_cast<sockaddr*>(&addr), &len) == 0)
+        port = ntohs(addr.sin_port);
+    close(sock);
+    return port;
 }
 
 bool programOnPath(const std::string& name)
@@ -92,6 +81,13 @@ bool programOnPath(const std::string& name)
         if (!dir.empty() && access((dir + "/" + name).c_str(), X_OK) == 0)
             return true;
     return false;
+}
+
+}
+
+std::string toolPath(const std::string& name)
+{
+    return std::string(BRENIK3_TEST_BIN_DIR) + "/tools/" + name;
 }
 
 std::string readFile(const std::string& path)
@@ -111,12 +107,7 @@ RunResult run(const std::vector<std::string>& argv, int timeoutSeconds)
     pid_t pid = spawn(argv, base + ".out", base + ".err");
     if (pid < 0)
         return result;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-    if (!waitUntil(pid, deadline, result.status)) {
-        killAndReap(pid);
-        result.timedOut = true;
-        result.status = -1;
-    }
+    result.status = reap(pid, timeoutSeconds);
     result.out = readFile(base + ".out");
     result.err = readFile(base + ".err");
     unlink((base + ".out").c_str());
@@ -125,34 +116,18 @@ RunResult run(const std::vector<std::string>& argv, int timeoutSeconds)
 }
 
 Background::Background(const std::vector<std::string>& argv, const std::string& outFile)
-    : child(-1), outPath(outFile), exitStatus(-1)
+    : child(spawn(argv, outFile, outFile)), outPath(outFile)
 {
-    child = spawn(argv, outFile, outFile);
-}
-
-Background::~Background()
-{
-    if (child > 0)
-        stop(SIGTERM, 10);
 }
 
 bool Background::running()
 {
-    if (child <= 0)
-        return false;
     int raw;
-    pid_t done = waitpid(child, &raw, WNOHANG);
-    if (done == child) {
+    if (child > 0 && waitpid(child, &raw, WNOHANG) == child) {
         exitStatus = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
         child = -1;
-        return false;
     }
-    return true;
-}
-
-int Background::wait(int timeoutSeconds)
-{
-    return stop(0, timeoutSeconds);
+    return child > 0;
 }
 
 int Background::stop(int sig, int timeoutSeconds)
@@ -161,11 +136,7 @@ int Background::stop(int sig, int timeoutSeconds)
         return exitStatus;
     if (sig != 0)
         kill(child, sig);
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-    if (!waitUntil(child, deadline, exitStatus)) {
-        killAndReap(child);
-        exitStatus = -1;
-    }
+    exitStatus = reap(child, timeoutSeconds);
     child = -1;
     return exitStatus;
 }
@@ -178,30 +149,9 @@ std::string Background::output() const
 bool Background::waitForOutput(const std::string& text, int timeoutSeconds)
 {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (output().find(text) != std::string::npos)
-            return true;
-        if (!running())
-            return output().find(text) != std::string::npos;
+    while (std::chrono::steady_clock::now() < deadline && output().find(text) == std::string::npos && running())
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
-}
-
-int freePort()
-{
-    int sock = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = 0;
-    socklen_t len = sizeof addr;
-    int port = -1;
-    if (bind(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
-        getsockname(sock, reinterpret_cast<sockaddr*>(&addr), &len) == 0)
-        port = ntohs(addr.sin_port);
-    close(sock);
-    return port;
+    return output().find(text) != std::string::npos;
 }
 
 bool waitForListener(int port, int timeoutSeconds)
@@ -222,15 +172,6 @@ bool waitForListener(int port, int timeoutSeconds)
     return false;
 }
 
-std::string scratchDir(const std::string& name)
-{
-    std::string dir = std::string(BRENIK3_TEST_BIN_DIR) + "/tools-test/" + name;
-    std::error_code ec;
-    fs::remove_all(dir, ec);
-    fs::create_directories(dir);
-    return dir;
-}
-
 std::vector<std::string> filesUnder(const std::string& dir)
 {
     std::vector<std::string> files;
@@ -240,4 +181,60 @@ std::vector<std::string> filesUnder(const std::string& dir)
             files.push_back(it->path().string());
     std::sort(files.begin(), files.end());
     return files;
+}
+
+int countOf(const std::string& text, const std::string& what)
+{
+    int count = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        count++;
+    return count;
+}
+
+std::string dumpValue(const std::string& dump, const std::string& tag)
+{
+    std::istringstream lines(dump);
+    std::string line;
+    const size_t valueAt = 12 + 3 + 37;  // tag, VR, name column
+    while (std::getline(lines, line))
+        if (line.compare(0, tag.size(), tag) == 0)
+            return line.size() > valueAt ? line.substr(valueAt) : "";
+    return "<absent>";
+}
+
+void ToolTest::SetUp()
+{
+    dir = std::string(BRENIK3_TEST_BIN_DIR) + "/tools-test/" +
+          ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::error_code ec;
+    fs::remove_all(dir, ec);
+    fs::create_directories(dir);
+    port = freePort();
+    address = "127.0.0.1:" + std::to_string(port);
+}
+
+void ToolTest::need(const std::vector<std::string>& tools, const std::vector<std::string>& programs)
+{
+    for (const std::string& name : tools)
+        if (access(toolPath(name).c_str(), X_OK) != 0)
+            GTEST_SKIP() << name << " not built";
+    for (const std::string& name : programs)
+        if (!programOnPath(name))
+            GTEST_SKIP() << "dcmtk's " << name << " not installed";
+}
+
+std::string ToolTest::makeImage(const std::string& name, const std::vector<std::string>& options)
+{
+    std::string path = dir + "/" + name;
+    std::vector<std::string> args = options;
+    args.push_back(path);
+    RunResult r = tool("b3-mkimage", args);
+    EXPECT_EQ(r.status, 0) << r.err;
+    return path;
+}
+
+RunResult ToolTest::tool(const std::string& name, std::vector<std::string> args, int timeoutSeconds)
+{
+    args.insert(args.begin(), toolPath(name));
+    return run(args, timeoutSeconds);
 }

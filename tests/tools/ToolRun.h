@@ -3,61 +3,70 @@
 
 // Running the built tools and outside programs from tests: bounded in time,
 // output captured, every process stopped by its PID.
+#include <csignal>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 struct RunResult {
-    int status = -1;        // exit status; -1 when killed or not started
-    bool timedOut = false;
+    int status = -1;  // exit status; -1 when killed or not started
     std::string out;
     std::string err;
 };
 
 // Path of a built tool (build/tools/NAME).
 std::string toolPath(const std::string& name);
-bool toolExists(const std::string& name);
-// Whether an outside program is on the PATH.
-bool programOnPath(const std::string& name);
 
 // Runs argv (argv[0] looked up on the PATH when it has no slash) and waits
 // at most timeoutSeconds; a program still running then is killed.
 RunResult run(const std::vector<std::string>& argv, int timeoutSeconds = 60);
 
-// A program left running in the background, its output going to files.
+// A program left running in the background, its output going to a file.
 class Background {
 public:
     Background(const std::vector<std::string>& argv, const std::string& outFile);
-    ~Background();
+    ~Background() { stop(SIGTERM, 10); }
     Background(const Background&) = delete;
     Background& operator=(const Background&) = delete;
-    pid_t pid() const { return child; }
-    // Sends sig and waits at most timeoutSeconds; returns the exit status,
+    // Sends sig (0: none) and waits at most timeoutSeconds; the exit status,
     // or -1 when it had to be killed.
     int stop(int sig, int timeoutSeconds = 15);
-    // Waits at most timeoutSeconds for the program to end by itself; killed
-    // after that (-1).
-    int wait(int timeoutSeconds);
-    bool running();
+    int wait(int timeoutSeconds) { return stop(0, timeoutSeconds); }
     std::string output() const;
     // Waits until text shows in the output (or the program ends).
     bool waitForOutput(const std::string& text, int timeoutSeconds = 15);
 
 private:
+    bool running();
     pid_t child;
     std::string outPath;
-    int exitStatus;
+    int exitStatus = -1;
 };
 
-// A TCP port on 127.0.0.1 that nothing listens on right now.
-int freePort();
 // Waits until something accepts connections on 127.0.0.1:port.
 bool waitForListener(int port, int timeoutSeconds = 15);
-
-// A fresh folder under the build directory for one test, removed first.
-std::string scratchDir(const std::string& name);
 std::vector<std::string> filesUnder(const std::string& dir);
 std::string readFile(const std::string& path);
+int countOf(const std::string& text, const std::string& what);
+// The value column of the b3-dump line of tag "(gggg,eeee)" at the top
+// level, or "<absent>".
+std::string dumpValue(const std::string& dump, const std::string& tag);
+
+// Each test gets a fresh folder under the build directory and a free port;
+// need() skips it unless the tools are built and the programs installed.
+class ToolTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void need(const std::vector<std::string>& tools, const std::vector<std::string>& programs = {});
+    // Runs b3-mkimage with the options, writing dir/name.
+    std::string makeImage(const std::string& name, const std::vector<std::string>& options = {});
+    RunResult tool(const std::string& name, std::vector<std::string> args, int timeoutSeconds = 60);
+
+    std::string dir;
+    int port = 0;
+    std::string address;  // 127.0.0.1:port
+};
 
 #endif
