@@ -4,9 +4,7 @@
 #include <cstring>
 
 #include "TestSupport.h"
-#include "dataset/DcElemList.h"
 #include "dataset/DcElemSq.h"
-#include "dictionary/DcDict.h"
 #include "foundation/util.h"
 
 namespace {
@@ -32,43 +30,26 @@ Bytes sampleImage(DICT_UID xfer)
 
 }
 
-TEST(DataSetOrder, ElementsAreKeptInTagOrder)
-{
-    DcElemList list;
-    list.add(new DcElem(T_0028_0010_rows, 1));
-    list.add(new DcElem(T_0008_0060_modality, "CT"));
-    list.add(new DcElem(T_0010_0010_patientName, "A"));
-    list.add(new DcElem(T_0008_0008_imageType, "X"));
-    unsigned int previous = 0;
-    for (DcElem* elem = list.first(); elem != nullptr; elem = elem->next()) {
-        unsigned int tag;
-        elem->getTag(tag);
-        EXPECT_GT(tag, previous);
-        previous = tag;
-    }
-    EXPECT_EQ(list.count(), 4);
-    EXPECT_EQ(list.add(static_cast<DcElem*>(nullptr)), nullptr);
-}
-
-TEST(DataSetOrder, ASecondElementOfATagReplacesTheFirst)
+TEST(DataSetOrder, ElementsAreKeptInTagOrderAndASecondOfATagReplacesTheFirst)
 {
     LogCapture log;
     DcElemList list;
+    list.add(new DcElem(T_0028_0010_rows, 1));
     list.add(new DcElem(T_0010_0010_patientName, "First"));
-    list.add(new DcElem(T_0010_0020_patientId, "ID"));
+    list.add(new DcElem(T_0008_0060_modality, "CT"));
     DcElem* second = new DcElem(T_0010_0010_patientName, "Second");
     EXPECT_EQ(list + second, second);
-    EXPECT_EQ(list.count(), 2);
-    char name[65];
-    list.getValue(T_0010_0010_patientName, name, 64);
-    EXPECT_STREQ(name, "Second");
-    EXPECT_NE(log.text().find("<DcElemList::add> Element (0010,0010) added again, previous instance deleted"),
-              std::string::npos);
     EXPECT_EQ(list.add(second), second);  // already listed: nothing happens
-    EXPECT_EQ(list.count(), 2);
+    EXPECT_EQ(list.add(static_cast<DcElem*>(nullptr)), nullptr);
+    EXPECT_EQ(list.count(), 3);
+    std::string order;
+    for (DcElem* elem = list.first(); elem != nullptr; elem = elem->next())
+        order += text(*elem) + " ";
+    EXPECT_EQ(order, "CT Second 1 ");
+    EXPECT_TRUE(log.has("<DcElemList::add> Element (0010,0010) added again, previous instance deleted"));
 }
 
-TEST(DataSetWriting, FillsInGroupLengths)
+TEST(DataSetWriting, FillsInTheLengthOfEachGroup)
 {
     DcElemList list;
     list.add(new DcElem(T_0010_0010_patientName, "Doe"));
@@ -81,28 +62,17 @@ TEST(DataSetWriting, FillsInGroupLengths)
     unsigned int length = 0;
     list.getValue(T_0008_0000_groupLength, length);
     EXPECT_EQ(length, 10u);
-
-    Bytes implicit = encode(list, UID_LITTLE_ENDIAN_IMPLICIT);
-    EXPECT_EQ(implicit[8], 0x0A);  // header sizes are the same in both forms
+    EXPECT_EQ(encode(list, UID_LITTLE_ENDIAN_IMPLICIT)[8], 0x0A);  // header sizes are the same in both forms
     Bytes big = encode(list, UID_BIG_ENDIAN_EXPLICIT);
     EXPECT_EQ(Bytes(big.begin(), big.begin() + 12),
               (Bytes{0x00, 0x08, 0x00, 0x00, 'U', 'L', 0x00, 0x04, 0x00, 0x00, 0x00, 0x0A}));
-}
 
-TEST(DataSetWriting, CountsEveryGroupSeparately)
-{
-    DcElemList list;
-    list.add(new DcElem(T_0008_0000_groupLength));
-    list.add(new DcElem(T_0008_0060_modality, "MR"));
     list.add(new DcElem(T_7fe0_0000_groupLength));
     DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
     unsigned char data[6] = {0};
     pixels->addValue(data, 6, UID_LITTLE_ENDIAN_IMPLICIT);
     list.add(pixels);
     encode(list, UID_LITTLE_ENDIAN_IMPLICIT);
-    unsigned int length = 0;
-    list.getValue(T_0008_0000_groupLength, length);
-    EXPECT_EQ(length, 10u);
     list.getValue(T_7fe0_0000_groupLength, length);
     EXPECT_EQ(length, 14u);
 }
@@ -110,17 +80,14 @@ TEST(DataSetWriting, CountsEveryGroupSeparately)
 TEST(DataSetWriting, ChoosesThePixelDataVr)
 {
     DcElemList list;
-    DcElem* bits = new DcElem(T_0028_0100_bitsAllocated, 16);
-    list.add(bits);
+    DcElem* bits = list.add(new DcElem(T_0028_0100_bitsAllocated, 16));
     DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
     unsigned char data[4] = {1, 2, 3, 4};
     pixels->addValue(data, 4, UID_LITTLE_ENDIAN_EXPLICIT);
     list.add(pixels);
     DICT_VR vr;
-
     Bytes bytes = encode(list, UID_LITTLE_ENDIAN_EXPLICIT);
-    EXPECT_EQ(bytes[14], 'O');
-    EXPECT_EQ(bytes[15], 'W');
+    EXPECT_EQ(std::string(bytes.begin() + 14, bytes.begin() + 16), "OW");
     pixels->getVr(vr);
     EXPECT_EQ(vr, VR_OW);
     unsigned short value;
@@ -130,13 +97,11 @@ TEST(DataSetWriting, ChoosesThePixelDataVr)
     bits->addValue(8);
     bytes = encode(list, UID_BIG_ENDIAN_EXPLICIT);
     EXPECT_EQ(bytes[15], 'B');
-
     bits->deleteAllValues();
     bits->addValue(16);
-    bytes = encode(list, UID_JPEG_BASELINE);
+    encode(list, UID_JPEG_BASELINE);
     pixels->getVr(vr);
     EXPECT_EQ(vr, VR_OB);
-
     encode(list, UID_LITTLE_ENDIAN_IMPLICIT);
     pixels->getVr(vr);
     EXPECT_EQ(vr, VR_OB);  // left as it stood
@@ -152,7 +117,7 @@ TEST(DataSetWriting, RefusesANullBufferAndNonTransferSyntaxes)
     unsigned char buf[64];
     LogCapture dictLog(LOG_CHANNEL_0);
     EXPECT_EQ(list.frame(buf, len, UID_CT_IMAGE_STORAGE), ELEM_ERR_XFER_SYNTAX);
-    EXPECT_NE(log.text().find("'1.2.840.10008.5.1.4.1.1.2' is not a Transfer Syntax UID"), std::string::npos);
+    EXPECT_TRUE(log.has("'1.2.840.10008.5.1.4.1.1.2' is not a Transfer Syntax UID"));
 }
 
 TEST(DataSetWriting, SizeCanLeaveOutTags)
@@ -167,42 +132,32 @@ TEST(DataSetWriting, SizeCanLeaveOutTags)
     EXPECT_EQ(all - some, 12u + 324u);
 }
 
-TEST(DataSetWriting, IntoABufferListGrowingItsMemoryBuffer)
+TEST(DataSetBufferLists, AreWrittenIntoAndReadFromPiecewise)
 {
+    Bytes whole = sampleImage(UID_LITTLE_ENDIAN_EXPLICIT);
+    DcBufList pieces;
+    size_t half = whole.size() / 2 + 1;
+    void* a = malloc(half);
+    memcpy(a, whole.data(), half);
+    void* b = malloc(whole.size() - half);
+    memcpy(b, whole.data() + half, whole.size() - half);
+    pieces.add(new DcBuf(a, static_cast<unsigned int>(half), UID_LITTLE_ENDIAN_EXPLICIT));
+    pieces.add(new DcBuf(b, static_cast<unsigned int>(whole.size() - half), UID_LITTLE_ENDIAN_EXPLICIT));
     DcElemList list;
-    list.add(new DcElem(T_0008_0000_groupLength));
-    list.add(new DcElem(T_0008_0060_modality, "CT"));
-    list.add(new DcElem(T_0010_0010_patientName, "Doe"));
+    EXPECT_EQ(list.parse(&pieces), 0);
+    EXPECT_EQ(list.count(), 9);
+
     DcBufList out;
-    out.add(new DcBuf(malloc(4), 4, UID_LITTLE_ENDIAN_EXPLICIT));
+    out.add(new DcBuf(malloc(4), 4, UID_LITTLE_ENDIAN_EXPLICIT));  // grown as needed
     out.last()->setLen(0);
     unsigned int len = 0;
     EXPECT_EQ(list.frame(&out, len, UID_LITTLE_ENDIAN_EXPLICIT), 0);
-    ASSERT_EQ(out.count(), 1);
-    Bytes viaList(static_cast<unsigned char*>(out.first()->getBuf()),
-                  static_cast<unsigned char*>(out.first()->getBuf()) + out.first()->getLen());
-    EXPECT_EQ(len, viaList.size());
-    EXPECT_EQ(viaList, encode(list, UID_LITTLE_ENDIAN_EXPLICIT));
-}
-
-TEST(DataSetParsing, ReadsBackWhatItWrote)
-{
-    for (DICT_UID xfer : {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
-        Bytes bytes = sampleImage(xfer);
-        DcElemList list;
-        unsigned int len = static_cast<unsigned int>(bytes.size());
-        EXPECT_EQ(list.parse(bytes.data(), len, xfer), 0);
-        EXPECT_EQ(len, 0u);
-        EXPECT_EQ(list.count(), 9);
-        double orientation[6];
-        for (double& d : orientation)
-            EXPECT_EQ(list.getValue(T_0020_0037_imageOrientation, d), 0);
-        EXPECT_DOUBLE_EQ(orientation[4], 1.0);
-        DcBuf pixels;
-        EXPECT_EQ(list.getValue(T_7fe0_0010_pixelData, pixels), 0);
-        EXPECT_EQ(pixels.getLen(), 8u);
-        EXPECT_EQ(encode(list, xfer), bytes) << xfer;
-    }
+    EXPECT_EQ(len, whole.size());
+    Bytes joined;
+    for (DcBuf* buf = out.first(); buf != nullptr; buf = buf->next())
+        joined.insert(joined.end(), static_cast<unsigned char*>(buf->getBuf()),
+                      static_cast<unsigned char*>(buf->getBuf()) + buf->getLen());
+    EXPECT_EQ(joined, whole);
 }
 
 TEST(DataSetParsing, CommandGroupIsImplicitWhateverTheSyntax)
@@ -233,34 +188,10 @@ TEST(DataSetParsing, UnknownPrivateElementsDependOnTheSyntax)
     Bytes implicitUnknown = {0x15, 0x00, 0x10, 0x10, 0x02, 0x00, 0x00, 0x00, 'A', 'B',
                              0x10, 0x00, 0x10, 0x00, 0x02, 0x00, 0x00, 0x00, 'A', ' '};
     DcElemList other;
-    unsigned int len = static_cast<unsigned int>(implicitUnknown.size());
-    EXPECT_EQ(other.parse(implicitUnknown.data(), len, UID_LITTLE_ENDIAN_IMPLICIT), 0);
+    EXPECT_EQ(parse(other, implicitUnknown, UID_LITTLE_ENDIAN_IMPLICIT), 0);
     EXPECT_EQ(other.count(), 1);
     EXPECT_EQ(other.getElem(0x00100010u, static_cast<DcElem**>(nullptr)), 0);
-    EXPECT_NE(log.text().find("<DcElemList::parseElem> Ignored unknown element (0015,1010)"), std::string::npos);
-}
-
-TEST(DataSetParsing, SequencesOfUndefinedLengthAreReadWhole)
-{
-    Bytes bytes = {0x08, 0x00, 0x40, 0x11, 'S', 'Q', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF,
-                   0xFE, 0xFF, 0x00, 0xE0, 0xFF, 0xFF, 0xFF, 0xFF,
-                   0x08, 0x00, 0x50, 0x11, 'U', 'I', 0x04, 0x00, '1', '.', '2', 0,
-                   0xFE, 0xFF, 0x0D, 0xE0, 0, 0, 0, 0,
-                   0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0,
-                   0x10, 0x00, 0x10, 0x00, 'P', 'N', 0x04, 0x00, 'D', 'o', 'e', ' '};
-    DcElemList list;
-    unsigned int len = static_cast<unsigned int>(bytes.size());
-    EXPECT_EQ(list.parse(bytes.data(), len, UID_LITTLE_ENDIAN_EXPLICIT), 0);
-    EXPECT_EQ(len, 0u);
-    EXPECT_EQ(list.count(), 2);
-    DcElemSq* sq = nullptr;
-    ASSERT_EQ(list.getElem(T_0008_1140_referencedImageSequence, &sq), 0);
-    ASSERT_NE(sq->first(), nullptr);
-    char uid[65];
-    EXPECT_EQ(sq->first()->getValue(T_0008_1150_referencedSopClassUid, uid, 64), 0);
-    EXPECT_STREQ(uid, "1.2");
-    EXPECT_EQ(list.getValue(T_0010_0010_patientName, uid, 64), 0);
-    EXPECT_STREQ(uid, "Doe");
+    EXPECT_TRUE(log.has("<DcElemList::parseElem> Ignored unknown element (0015,1010)"));
 }
 
 TEST(DataSetParsing, EncapsulatedPixelDataIsMeasuredToItsDelimiter)
@@ -271,9 +202,9 @@ TEST(DataSetParsing, EncapsulatedPixelDataIsMeasuredToItsDelimiter)
                    0xFE, 0xFF, 0x00, 0xE0, 0x02, 0, 0, 0, 0xAA, 0xBB,
                    0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0};
     DcElemList list;
-    unsigned int len = static_cast<unsigned int>(bytes.size());
-    EXPECT_EQ(list.parse(bytes.data(), len, UID_JPEG_BASELINE), 0);
-    EXPECT_EQ(len, 0u);
+    unsigned int left = 99;
+    EXPECT_EQ(parse(list, bytes, UID_JPEG_BASELINE, &left), 0);
+    EXPECT_EQ(left, 0u);
     DcBuf pixels;
     ASSERT_EQ(list.getValue(T_7fe0_0010_pixelData, pixels), 0);
     EXPECT_EQ(pixels.getLen(), 18u);
@@ -289,97 +220,30 @@ TEST(DataSetParsing, OddLengthsOnWordVrsIgnoreTheLastByte)
     EXPECT_EQ(rows, 2);
 }
 
-TEST(DataSetParsing, StopsAtAValuePastTheEnd)
+TEST(DataSetParsing, StopsAtAValuePastTheEndOrWithoutItsDelimiter)
 {
     LogCapture log;
-    Bytes bytes = {0x08, 0x00, 0x60, 0x00, 'C', 'S', 0x02, 0x00, 'C', 'T',
-                   0x10, 0x00, 0x10, 0x00, 'P', 'N', 0x20, 0x00, 'D', 'o'};
+    Bytes pastEnd = {0x08, 0x00, 0x60, 0x00, 'C', 'S', 0x02, 0x00, 'C', 'T',
+                     0x10, 0x00, 0x10, 0x00, 'P', 'N', 0x20, 0x00, 'D', 'o'};
     DcElemList list;
-    unsigned int len = static_cast<unsigned int>(bytes.size());
-    EXPECT_EQ(list.parse(bytes.data(), len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_PAST_END);
-    EXPECT_EQ(len, 10u);
+    unsigned int left = 0;
+    EXPECT_EQ(parse(list, pastEnd, UID_LITTLE_ENDIAN_EXPLICIT, &left), ELEM_ERR_PAST_END);
+    EXPECT_EQ(left, 10u);
     EXPECT_EQ(list.count(), 1);
-    EXPECT_NE(log.text().find("Element (0010,0010) - value length 32(0x20) exceeds buffer length 2(0x2)"),
-              std::string::npos);
-}
+    EXPECT_TRUE(log.has("Element (0010,0010) - value length 32(0x20) exceeds buffer length 2(0x2)"));
 
-TEST(DataSetParsing, UndefinedLengthTextWithoutDelimiterIsAnError)
-{
-    LogCapture log;
-    Bytes bytes = {0x08, 0x00, 0x0E, 0x03, 'U', 'T', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 'A', 'B'};
-    DcElemList list;
-    unsigned int len = static_cast<unsigned int>(bytes.size());
-    EXPECT_EQ(list.parse(bytes.data(), len, UID_LITTLE_ENDIAN_EXPLICIT), UTIL_ERR_LENGTH);
-    EXPECT_EQ(list.count(), 0);
-    EXPECT_NE(log.text().find("Data error, Sequence delimiter not found"), std::string::npos);
-}
+    Bytes undelimited = {0x08, 0x00, 0x0E, 0x03, 'U', 'T', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 'A', 'B'};
+    DcElemList other;
+    EXPECT_EQ(parse(other, undelimited, UID_LITTLE_ENDIAN_EXPLICIT), UTIL_ERR_LENGTH);
+    EXPECT_EQ(other.count(), 0);
+    EXPECT_TRUE(log.has("Data error, Sequence delimiter not found"));
 
-TEST(DataSetParsing, RefusesEmptyInput)
-{
-    DcElemList list;
     unsigned int len = 0;
     unsigned char byte = 0;
-    EXPECT_EQ(list.parse(&byte, len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_NULL_ARG);
+    EXPECT_EQ(other.parse(&byte, len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_NULL_ARG);
     len = 4;
-    EXPECT_EQ(list.parse(nullptr, len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_NULL_ARG);
-    EXPECT_EQ(list.parse(), 0);
-}
-
-TEST(DataSetParsing, SurvivesEveryTruncation)
-{
-    LogCapture log1(LOG_CHANNEL_1);
-    LogCapture log0(LOG_CHANNEL_0);
-    for (DICT_UID xfer : {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
-        Bytes whole = sampleImage(xfer);
-        for (size_t cut = 1; cut < whole.size(); ++cut) {
-            Bytes part(whole.begin(), whole.begin() + cut);
-            DcElemList list;
-            unsigned int len = static_cast<unsigned int>(cut);
-            int status = list.parse(part.data(), len, xfer);
-            EXPECT_LE(len, cut);
-            if (status == 0)
-                EXPECT_EQ(len, 0u);
-            else
-                EXPECT_TRUE(status == ELEM_ERR_PAST_END || status == ELEM_ERR_BAD_VALUE || status == UTIL_ERR_LENGTH)
-                    << status;
-        }
-    }
-}
-
-TEST(DataSetParsing, SurvivesCorruptedBytes)
-{
-    LogCapture log1(LOG_CHANNEL_1);
-    LogCapture log0(LOG_CHANNEL_0);
-    Bytes whole = sampleImage(UID_LITTLE_ENDIAN_EXPLICIT);
-    unsigned int seed = 12345;
-    for (int round = 0; round < 300; ++round) {
-        Bytes damaged = whole;
-        for (int k = 0; k < 4; ++k) {
-            seed = seed * 1103515245u + 12345u;
-            damaged[(seed >> 8) % damaged.size()] = static_cast<unsigned char>(seed >> 20);
-        }
-        DcElemList list;
-        unsigned int len = static_cast<unsigned int>(damaged.size());
-        list.parse(damaged.data(), len, UID_LITTLE_ENDIAN_EXPLICIT);
-        EXPECT_LE(len, damaged.size());
-        encode(list, UID_LITTLE_ENDIAN_EXPLICIT);
-    }
-}
-
-TEST(DataSetParsing, FromABufferList)
-{
-    Bytes whole = sampleImage(UID_LITTLE_ENDIAN_EXPLICIT);
-    DcBufList pieces;
-    size_t half = whole.size() / 2 + 1;
-    void* a = malloc(half);
-    memcpy(a, whole.data(), half);
-    void* b = malloc(whole.size() - half);
-    memcpy(b, whole.data() + half, whole.size() - half);
-    pieces.add(new DcBuf(a, static_cast<unsigned int>(half), UID_LITTLE_ENDIAN_EXPLICIT));
-    pieces.add(new DcBuf(b, static_cast<unsigned int>(whole.size() - half), UID_LITTLE_ENDIAN_EXPLICIT));
-    DcElemList list;
-    EXPECT_EQ(list.parse(&pieces), 0);
-    EXPECT_EQ(list.count(), 9);
+    EXPECT_EQ(other.parse(nullptr, len, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_NULL_ARG);
+    EXPECT_EQ(other.parse(), 0);
 }
 
 TEST(DataSetLookup, FindsElementsByEveryTagForm)
@@ -398,14 +262,13 @@ TEST(DataSetLookup, FindsElementsByEveryTagForm)
     EXPECT_EQ(sq, nullptr);
     unsigned short missing;
     EXPECT_EQ(list.getValue(T_0028_0010_rows, missing), ELEMLIST_ERR_NOT_FOUND);
-
     EXPECT_EQ(list.index(T_0010_0010_patientName), 0);
     EXPECT_EQ(list.getCursor(), name);
     EXPECT_EQ(list.index(T_0010_0020_patientId), ELEMLIST_ERR_NOT_FOUND);
     EXPECT_EQ(list.getCursor(), name);
 }
 
-TEST(DataSetLookup, MovesElementsToAnotherSet)
+TEST(DataSetLookup, MovesAndDeepCopiesElementsIntoAnotherSet)
 {
     DcElemList from, to;
     from.add(new DcElem(T_0010_0010_patientName, "New"));
@@ -419,26 +282,19 @@ TEST(DataSetLookup, MovesElementsToAnotherSet)
     to.getValue(T_0010_0010_patientName, name, 64);
     EXPECT_STREQ(name, "New");
     EXPECT_EQ(from.moveElem(nullptr), ELEMLIST_ERR_NULL_ARG);
-}
 
-TEST(DataSetLookup, DuplicatesIntoADeepCopy)
-{
-    DcElemList source;
-    source.add(new DcElem(T_0010_0010_patientName, "Doe"));
-    source.add(new DcElem(T_0028_0010_rows, 7));
     DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
     unsigned char data[2] = {1, 2};
     pixels->addValue(data, 2, UID_LITTLE_ENDIAN_IMPLICIT);
-    source.add(pixels);
-
+    to.add(pixels);
     DcElemList copy;
     copy.add(new DcElem(T_0008_0060_modality, "CT"));
-    EXPECT_EQ(source.duplicate(&copy), 0);
-    EXPECT_EQ(source.count(), 3);
+    EXPECT_EQ(to.duplicate(&copy), 0);
+    EXPECT_EQ(to.count(), 3);
     EXPECT_EQ(copy.count(), 2);
     DcElem* original = nullptr;
     DcElem* duplicate = nullptr;
-    source.getElem(T_0010_0010_patientName, &original);
+    to.getElem(T_0010_0010_patientName, &original);
     copy.getElem(T_0010_0010_patientName, &duplicate);
     EXPECT_NE(original, duplicate);
     duplicate->deleteAllValues();
@@ -446,20 +302,9 @@ TEST(DataSetLookup, DuplicatesIntoADeepCopy)
 
     unsigned int tags[] = {0x00280010, 0xFFFFFFFF};
     DcElemList some;
-    EXPECT_EQ(source.duplicate(&some, tags), 0);
+    EXPECT_EQ(to.duplicate(&some, tags), 0);
     EXPECT_EQ(some.count(), 1);
-    EXPECT_EQ(source.duplicate(nullptr), ELEMLIST_ERR_NULL_ARG);
-}
-
-TEST(DataSetLookup, AttachedBuffersBelongToTheSet)
-{
-    DcElemList list;
-    DcBuf* buf = new DcBuf(malloc(4), 4, UID_LITTLE_ENDIAN_EXPLICIT);
-    EXPECT_EQ(list + buf, buf);
-    EXPECT_EQ(list.getBufList()->count(), 1);
-    list - buf;
-    EXPECT_EQ(list.getBufList()->count(), 0);
-    list.add(buf);
+    EXPECT_EQ(to.duplicate(nullptr), ELEMLIST_ERR_NULL_ARG);
 }
 
 TEST(DataSetPrinting, ListsEveryElementWithItsValues)
@@ -469,8 +314,7 @@ TEST(DataSetPrinting, ListsEveryElementWithItsValues)
     list.add(new DcElem(T_0010_0010_patientName, "Doe^John"));
     list.add(new DcElem(T_0028_0010_rows, 512));
     list.add(new DcElem(T_0000_0100_command, static_cast<unsigned short>(0x0030)));
-    std::string out = printed([&](FILE* f) { list.printNodeList(f); });
-    EXPECT_EQ(out,
+    EXPECT_EQ(printed([&](FILE* f) { list.printNodeList(f); }),
               "(0000,0100)   US(1)   T_0000_0100_command\n"
               "  0x0030 (C-ECHO Request)\n"
               "(0008,0016)   UI(1)   T_0008_0016_sopClassUid\n"
@@ -489,8 +333,7 @@ TEST(DataSetPrinting, TreeModeIndentsSequenceItems)
                    0x08, 0x00, 0x50, 0x11, 'U', 'I', 0x00, 0x00,
                    0x28, 0x00, 0x10, 0x00, 'U', 'S', 0x02, 0x00, 0x00, 0x02};
     DcElemList list(bytes.data(), static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_EXPLICIT);
-    std::string out = printed([&](FILE* f) { list.printNodeList(f, PRINT_NODE_TREE); });
-    EXPECT_EQ(out,
+    EXPECT_EQ(printed([&](FILE* f) { list.printNodeList(f, PRINT_NODE_TREE); }),
               "(0008,1140) referencedImageSequence                  (SQ) \n"
               "|   |-----------------------\n"
               "|   (0008,1150) referencedSopClassUid                    (UI) \n"

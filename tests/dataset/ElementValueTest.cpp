@@ -1,47 +1,23 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "TestSupport.h"
-#include "dataset/DcElem.h"
-#include "dictionary/DcDict.h"
 
-namespace {
-
-DcElem* privateElem(DICT_VR vr, int vm = 1)
+TEST(ElementConstruction, StartsFromTheDictionaryAndTheGivenValue)
 {
-    unsigned int tag = privateTag(vr, vm);
-    return new DcElem(groupOf(tag), elementOf(tag));
-}
-
-}
-
-TEST(ElementConstruction, TakesVrAndMultiplicityFromTheDictionary)
-{
-    DcElem elem(T_0020_0037_imageOrientation);
-    DICT_VR vr;
-    elem.getVr(vr);
-    EXPECT_EQ(vr, VR_DS);
-    EXPECT_EQ(elem.getValueCount(), 0);
-    unsigned short group, element;
-    elem.getTag(group, element);
-    EXPECT_EQ(group, 0x0020);
-    EXPECT_EQ(element, 0x0037);
-    int tagConst;
-    EXPECT_EQ(elem.getTag(tagConst), 0);
-    EXPECT_EQ(tagConst, T_0020_0037_imageOrientation);
-}
-
-TEST(ElementConstruction, GroupLengthStartsWithTheValueZero)
-{
-    DcElem elem(T_0008_0000_groupLength);
-    ASSERT_EQ(elem.getValueCount(), 1);
-    unsigned int value = 99;
-    EXPECT_EQ(elem.getValue(value), 0);
-    EXPECT_EQ(value, 0u);
+    DcElem groupLength(T_0008_0000_groupLength);
+    unsigned int length = 99;
+    ASSERT_EQ(groupLength.getValueCount(), 1);
+    EXPECT_EQ(groupLength.getValue(length), 0);
+    EXPECT_EQ(length, 0u);
+    DcElem name(T_0010_0010_patientName, "Doe^John");
+    EXPECT_EQ(text(name), "Doe^John");
+    DcElem rows(T_0028_0010_rows, 512);
+    EXPECT_EQ(text(rows), "512");
+    DcElem uid(T_0008_0016_sopClassUid, UID_CT_IMAGE_STORAGE);
+    EXPECT_EQ(text(uid), "1.2.840.10008.5.1.4.1.1.2");
 }
 
 TEST(ElementConstruction, RefusesSequenceTagsAndUnknownTags)
@@ -53,21 +29,8 @@ TEST(ElementConstruction, RefusesSequenceTagsAndUnknownTags)
     DICT_VR vr;
     unknown.getVr(vr);
     EXPECT_EQ(vr, VR_UNKNOWN);
-    std::string text = log.text();
-    EXPECT_NE(text.find("SQ Element (0008,1140) must be constructed with DcElemSq"), std::string::npos);
-    EXPECT_NE(text.find("Unknown tag (0011,1234), Element is uninitialized"), std::string::npos);
-}
-
-TEST(ElementConstruction, ValueConstructorsAddTheirValue)
-{
-    DcElem name(T_0010_0010_patientName, "Doe^John");
-    EXPECT_EQ(text(name), "Doe^John");
-    DcElem rows(T_0028_0010_rows, 512);
-    unsigned short value = 0;
-    EXPECT_EQ(rows.getValue(value), 0);
-    EXPECT_EQ(value, 512);
-    DcElem uid(T_0008_0016_sopClassUid, UID_CT_IMAGE_STORAGE);
-    EXPECT_EQ(text(uid), "1.2.840.10008.5.1.4.1.1.2");
+    EXPECT_TRUE(log.has("SQ Element (0008,1140) must be constructed with DcElemSq"));
+    EXPECT_TRUE(log.has("Unknown tag (0011,1234), Element is uninitialized"));
 }
 
 TEST(ElementValues, AFullElementDropsItsOldestValue)
@@ -84,38 +47,22 @@ TEST(ElementValues, AFullElementDropsItsOldestValue)
     EXPECT_EQ(elem.getValue(value), ELEM_ERR_INDEX_PAST_END);
 }
 
-TEST(ElementValues, OpenMultiplicityGrowsWithoutLimit)
+TEST(ElementValues, TextIsCutAtBackslashesOutsideEscapesAndLongTexts)
 {
-    DcElem elem(T_0008_0008_imageType);  // CS, VM 1-n
-    for (int i = 0; i < 100; ++i)
-        ASSERT_EQ(elem.addValue("ORIGINAL"), 0);
-    EXPECT_EQ(elem.getValueCount(), 100);
-}
-
-TEST(ElementValues, TextIsCutAtBackslashesExceptForLongTexts)
-{
-    DcElem cs(T_0008_0008_imageType);
-    EXPECT_EQ(cs.addValue("A\\B\\"), 0);
+    DcElem cs(T_0008_0008_imageType, "A\\B\\");
     EXPECT_EQ(cs.getValueCount(), 2);
     EXPECT_EQ(text(cs), "A");
     EXPECT_EQ(text(cs), "B");
-
-    DcElem lt(T_0008_0108_extendedCodeMeaning);
-    EXPECT_EQ(lt.addValue("A\\B\\"), 0);
+    DcElem lt(T_0008_0108_extendedCodeMeaning, "A\\B\\");
     EXPECT_EQ(lt.getValueCount(), 1);
     EXPECT_EQ(text(lt), "A\\B\\");
-}
-
-TEST(ElementValues, EscapeSequencesProtectBackslashesInCodeAndNameStrings)
-{
-    DcElem lo(T_0018_1020_softwareVersions);
-    EXPECT_EQ(lo.addValue("X\x1b$B\\\x1b(BY\\Z"), 0);
+    DcElem lo(T_0018_1020_softwareVersions, "X\x1b$B\\\x1b(BY\\Z");
     EXPECT_EQ(lo.getValueCount(), 2);
     EXPECT_EQ(text(lo), "X\x1b$B\\\x1b(BY");
     EXPECT_EQ(text(lo), "Z");
 }
 
-TEST(ElementValues, EmptyTextIsAnEmptyValue)
+TEST(ElementValues, EmptyTextAndRefusedTextLeaveTheRightValues)
 {
     DcElem pn(T_0010_0010_patientName, "");
     EXPECT_EQ(pn.getValueCount(), 1);
@@ -123,14 +70,10 @@ TEST(ElementValues, EmptyTextIsAnEmptyValue)
     DcElem us(T_0028_0010_rows);
     EXPECT_EQ(us.addValue("  "), 0);
     EXPECT_EQ(us.getValueCount(), 0);
-}
-
-TEST(ElementValues, AFailedTextLeavesEarlierValues)
-{
     DcElem cs(T_0008_0008_imageType, "ORIGINAL");
     EXPECT_EQ(cs.addValue("abc"), ELEM_ERR_ILLEGAL_CHAR);
     EXPECT_EQ(cs.addValue("A\\b\\C"), ELEM_ERR_ILLEGAL_CHAR);
-    EXPECT_EQ(cs.getValueCount(), 2);
+    EXPECT_EQ(cs.getValueCount(), 2);  // "A" before the refused value stays
     EXPECT_EQ(cs.addValue(static_cast<const char*>(nullptr)), ELEM_ERR_NULL_ARG);
 }
 
@@ -141,28 +84,26 @@ TEST(ElementValues, NumbersAreConvertedForTheVr)
     EXPECT_EQ(text(ds), "1.750000");
     DcElem is(T_0008_2122_stageNumber);
     EXPECT_EQ(is.addValue(static_cast<short>(-7)), 0);
-    EXPECT_EQ(text(is), "-7");
-    DcElem big(T_0008_2122_stageNumber);
-    EXPECT_EQ(big.addValue(3000000000u), 0);
-    EXPECT_EQ(text(big), "3000000000");
-
+    EXPECT_EQ(text(is, ELEM_VAL_INDEX_KEEP), "-7");
+    EXPECT_EQ(is.addValue(3000000000u), 0);
+    EXPECT_EQ(text(is), "3000000000");
     DcElem fl(T_0010_9431_examinedBodyThickness);
     EXPECT_EQ(fl.addValue(2), 0);
     float f = 0;
     EXPECT_EQ(fl.getValue(f), 0);
     EXPECT_FLOAT_EQ(f, 2.0f);
-
     DcElem ss(T_0028_1041_pixelIntensityRelationshipSign);
     EXPECT_EQ(ss.addValue(0x12345), 0);  // narrowed to its low 16 bits
     short s = 0;
     EXPECT_EQ(ss.getValue(s), 0);
     EXPECT_EQ(s, 0x2345);
-
-    DcElem ul(T_0008_0000_groupLength);
-    EXPECT_EQ(ul.addValue(static_cast<unsigned short>(7)), 0);
-    unsigned int u = 0;
-    ul.getValue(u, ELEM_VAL_INDEX_KEEP);
-    EXPECT_EQ(u, 7u);
+    DcElem us(T_0008_0301_privateGroupReference, "010");  // integer text follows C base rules
+    unsigned short octal = 0;
+    us.getValue(octal);
+    EXPECT_EQ(octal, 8);
+    DcElem xs(T_0028_0106_smallestImagePixelValue, "-2");
+    xs.getValue(s);
+    EXPECT_EQ(s, -2);
 }
 
 TEST(ElementValues, NumbersAreRefusedWhereTheVrTakesNone)
@@ -177,45 +118,25 @@ TEST(ElementValues, NumbersAreRefusedWhereTheVrTakesNone)
     EXPECT_EQ(pn.addValue(1.0), ELEM_ERR_BAD_VALUE);
     EXPECT_EQ(pn.addValue(UID_CT_IMAGE_STORAGE), ELEM_ERR_BAD_VALUE);
     EXPECT_EQ(pn.getValueCount(), 0);
-    std::string out = log.text();
-    EXPECT_NE(out.find("Element (0008,2122) VR=IS, does not accept float"), std::string::npos);
-    EXPECT_NE(out.find("Element (0010,0010) VR=PN, does not accept short"), std::string::npos);
-    EXPECT_NE(out.find("VR=PN, does not accept long"), std::string::npos);
-    EXPECT_NE(out.find("VR=PN, does not accept unsigned long"), std::string::npos);
-    EXPECT_NE(out.find("VR=PN, does not accept double float"), std::string::npos);
-    EXPECT_NE(out.find("VR=PN, does not accept DICT_UID"), std::string::npos);
-}
-
-TEST(ElementValues, IntegerTextFollowsCBaseRules)
-{
-    DcElem us(T_0008_0301_privateGroupReference);
-    EXPECT_EQ(us.addValue("010"), 0);
-    unsigned short value = 0;
-    us.getValue(value);
-    EXPECT_EQ(value, 8);
-    DcElem xs(T_0028_0106_smallestImagePixelValue);
-    EXPECT_EQ(xs.addValue("-2"), 0);
-    short s = 0;
-    xs.getValue(s);
-    EXPECT_EQ(s, -2);
+    EXPECT_TRUE(log.has("Element (0008,2122) VR=IS, does not accept float"));
+    for (const char* type : {"short", "long", "unsigned long", "double float", "DICT_UID"})
+        EXPECT_TRUE(log.has(std::string("Element (0010,0010) VR=PN, does not accept ") + type));
 }
 
 TEST(ElementValues, ReadsConvertAmongNumericVrs)
 {
     DcElem is(T_0008_2122_stageNumber, "42");
     int i = 0;
+    unsigned int u;
     EXPECT_EQ(is.getValue(i, ELEM_VAL_INDEX_KEEP), 0);
     EXPECT_EQ(i, 42);
-    unsigned int u;
     EXPECT_EQ(is.getValue(u), ELEM_ERR_BAD_VR);
-
     DcElem ds(T_0010_1020_patientSize, "1.5");
     double d = 0;
+    float f;
     EXPECT_EQ(ds.getValue(d, ELEM_VAL_INDEX_KEEP), 0);
     EXPECT_DOUBLE_EQ(d, 1.5);
-    float f;
     EXPECT_EQ(ds.getValue(f), ELEM_ERR_BAD_VR);
-
     DcElem us(T_0028_0010_rows, 300);
     EXPECT_EQ(us.getValue(d, ELEM_VAL_INDEX_KEEP), 0);
     EXPECT_DOUBLE_EQ(d, 300.0);
@@ -239,34 +160,27 @@ TEST(ElementValues, ReadsKeepOrAdvanceTheIndex)
     EXPECT_EQ(elem.indexValueCount(index), 0);
     EXPECT_EQ(index, 1);
     EXPECT_EQ(text(elem), "B");
-
     DcElem empty(T_0008_0008_imageType);
     EXPECT_EQ(empty.getValue(buf, 7), ELEM_ERR_NO_VALUE);
 }
 
-TEST(ElementValues, StringReadsTruncateToTheCallersBuffer)
+TEST(ElementValues, TextReadsTruncateToTheCallersBuffer)
 {
     LogCapture log;
     DcElem elem(T_0008_0070_manufacturer, "ABCDEFG");
-    char buf[6];
+    char buf[32];
     EXPECT_EQ(elem.getValue(buf, 5), ELEM_ERR_BUF_TOO_SHORT);
     EXPECT_STREQ(buf, "ABCDE");
     EXPECT_EQ(text(elem), "ABCDEFG");  // the failed read did not advance
-    EXPECT_NE(log.text().find("Element (0008,0070) buffer too short, value truncated"), std::string::npos);
+    EXPECT_TRUE(log.has("Element (0008,0070) buffer too short, value truncated"));
     EXPECT_EQ(elem.getValue(nullptr, 5), ELEM_ERR_NULL_ARG);
-}
-
-TEST(ElementValues, BinaryValuesReadAsText)
-{
-    DcElem us(T_0028_0010_rows, 512);
-    char buf[16];
+    DcElem us(T_0028_0010_rows, 512);  // binary values are sized for their widest text
     EXPECT_EQ(us.getValue(buf, 8, ELEM_VAL_INDEX_KEEP), ELEM_ERR_BUF_TOO_SHORT);
     EXPECT_EQ(us.getValue(buf, 12), 0);
     EXPECT_STREQ(buf, "512");
     DcElem fd(T_0008_2134_eventTimeOffset, 0.25);
-    char wide[32];
-    EXPECT_EQ(fd.getValue(wide, 16), 0);
-    EXPECT_STREQ(wide, "0.25");
+    EXPECT_EQ(fd.getValue(buf, 16), 0);
+    EXPECT_STREQ(buf, "0.25");
 }
 
 TEST(ElementValueRecords, AreAcceptedOnlyByTheirOwnVr)
@@ -280,159 +194,106 @@ TEST(ElementValueRecords, AreAcceptedOnlyByTheirOwnVr)
     pn.addValue("A^B");
     DcElemValueTM time;
     EXPECT_EQ(pn.getValue(time), ELEM_ERR_BAD_VR);
-    EXPECT_NE(log.text().find("Element (0010,0010) VR=PN, does not accept DcElemValueDA"), std::string::npos);
-    EXPECT_NE(log.text().find("Element (0010,0010) VR=PN, cannot get value as DcElemValueTM"), std::string::npos);
+    EXPECT_TRUE(log.has("Element (0010,0010) VR=PN, does not accept DcElemValueDA"));
+    EXPECT_TRUE(log.has("Element (0010,0010) VR=PN, cannot get value as DcElemValueTM"));
 }
 
-TEST(ElementValueRecords, AgeIsWrittenWithThreeDigitsAndAUnit)
+namespace {
+
+// The text read into a value record and written back from it.
+template <typename Record>
+std::string throughRecord(unsigned int tag, const char* in)
+{
+    DcElem from(groupOf(tag), elementOf(tag), in);
+    Record record;
+    if (from.getValue(record) != 0)
+        return "(not read)";
+    DcElem to(groupOf(tag), elementOf(tag));
+    if (to.addValue(record) != 0)
+        return "(not written)";
+    return text(to);
+}
+
+}
+
+TEST(ElementValueRecords, ReadTextAndWriteItBackInItsStandardForm)
+{
+    unsigned int dt = privateTag(VR_DT, 0), at = privateTag(VR_AT, 0);
+    struct Case {
+        std::string (*convert)(unsigned int, const char*);
+        unsigned int tag;
+        const char* in;
+        const char* out;
+    };
+    const Case cases[] = {
+        {throughRecord<DcElemValueAS>, 0x00101010, "045Y", "045Y"},
+        {throughRecord<DcElemValueAT>, at, "(7fe0,0010)", "(7fe0,0010)"},
+        {throughRecord<DcElemValueDA>, 0x00181200, "20100608", "20100608"},
+        {throughRecord<DcElemValueDA>, 0x00181200, "1990.05.17", "19900517"},
+        {throughRecord<DcElemValueDA>, 0x00181200, "20100101-", "20100101-"},
+        {throughRecord<DcElemValueDA>, 0x00181200, "-20101231", "-20101231"},
+        {throughRecord<DcElemValueDA>, 0x00181200, "20100101-20101231", "20100101-20101231"},
+        {throughRecord<DcElemValueTM>, 0x00181201, "1230", "123000"},
+        {throughRecord<DcElemValueTM>, 0x00181201, "07", "070000"},
+        {throughRecord<DcElemValueTM>, 0x00181201, "12:30:15.5", "123015.500000"},
+        {throughRecord<DcElemValueTM>, 0x00181201, "0800-173000.25", "080000.000000-173000.250000"},
+        {throughRecord<DcElemValueDT>, dt, "20100608140322.5-0500", "20100608140322.500000-0500"},
+        {throughRecord<DcElemValueDT>, dt, "20100101120000-", "20100101120000.000000-"},
+        {throughRecord<DcElemValueDT>, dt, "20100608-20100609", "20100608-20100609"},
+        {throughRecord<DcElemValueDT>, dt, "20100608-0500", "20100608000000-0500"},  // an offset, not a range
+        {throughRecord<DcElemValuePN>, 0x0008009C, "Doe^John^Q^Dr^Jr", "Doe^John^Q^Dr^Jr"},
+        {throughRecord<DcElemValuePN>, 0x0008009C, "Doe^John^^^Jr", "Doe^John^^^Jr"},
+        {throughRecord<DcElemValuePN>, 0x0008009C, "Doe^John^^^", "Doe^John"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.in);
+        EXPECT_EQ(c.convert(c.tag, c.in), c.out);
+    }
+}
+
+TEST(ElementValueRecords, OutOfRangeFieldsAreRefused)
 {
     DcElem as(T_0010_1010_patientAge);
     DcElemValueAS age;
-    age.age = 45;
-    age.unit = 'Y';
-    EXPECT_EQ(as.addValue(age), 0);
-    EXPECT_EQ(text(as, ELEM_VAL_INDEX_KEEP), "045Y");
-    DcElemValueAS back;
-    EXPECT_EQ(as.getValue(back), 0);
-    EXPECT_EQ(back.age, 45);
-    EXPECT_EQ(back.unit, 'Y');
     age.age = 1000;
+    age.unit = 'Y';
     EXPECT_EQ(as.addValue(age), ELEM_ERR_BAD_VALUE);
     age.age = 3;
     age.unit = 'X';
     EXPECT_EQ(as.addValue(age), ELEM_ERR_BAD_VALUE);
-}
-
-TEST(ElementValueRecords, DatesAndDateRanges)
-{
     DcElem da(T_0018_1200_dateOfLastCalibration);
     DcElemValueDA date;
     date.year = 2010;
-    date.month = 6;
-    date.day = 8;
-    EXPECT_EQ(da.addValue(date), 0);
-    date.reset();
-    date.rangeStart = 20100101;
-    EXPECT_EQ(da.addValue(date), 0);
-    date.rangeEnd = 20101231;
-    EXPECT_EQ(da.addValue(date), 0);
     date.month = 13;
-    date.rangeStart = date.rangeEnd = -1;
+    date.day = 8;
     EXPECT_EQ(da.addValue(date), ELEM_ERR_BAD_VALUE);
     date.reset();
     date.rangeStart = 30001232;
     EXPECT_EQ(da.addValue(date), ELEM_ERR_BAD_VALUE);
-    EXPECT_EQ(text(da, ELEM_VAL_INDEX_KEEP), "20100608");
-    DcElemValueDA back;
-    EXPECT_EQ(da.getValue(back), 0);
-    EXPECT_EQ(back.day, 8);
-    EXPECT_EQ(text(da, ELEM_VAL_INDEX_KEEP), "20100101-");
-    EXPECT_EQ(da.getValue(back), 0);
-    EXPECT_EQ(back.rangeStart, 20100101);
-    EXPECT_EQ(back.rangeEnd, -1);
-    EXPECT_EQ(text(da), "20100101-20101231");
-}
-
-TEST(ElementValueRecords, TimesKeepTheirPrecision)
-{
     DcElem tm(T_0018_1201_timeOfLastCalibration);
     DcElemValueTM time;
+    time.hour = 24;
+    time.minute = 0;
+    EXPECT_EQ(tm.addValue(time), ELEM_ERR_BAD_VALUE);
     time.hour = 12;
     time.minute = 30;
+    time.second = 59.9999999;  // cut, never rounded up to a 60th second
     EXPECT_EQ(tm.addValue(time), 0);
-    time.second = 15.5;
-    EXPECT_EQ(tm.addValue(time), 0);
-    time.second = 59.9999999;
-    EXPECT_EQ(tm.addValue(time), 0);
-    time.reset();
-    time.rangeStart = 80000.0;
-    time.rangeEnd = 173000.25;
-    EXPECT_EQ(tm.addValue(time), 0);
-    time.reset();
-    time.hour = 24;
-    EXPECT_EQ(tm.addValue(time), ELEM_ERR_BAD_VALUE);
-    EXPECT_EQ(text(tm), "123000");
-    EXPECT_EQ(text(tm), "123015.500000");
     EXPECT_EQ(text(tm), "123059.999999");
-    EXPECT_EQ(text(tm, ELEM_VAL_INDEX_KEEP), "080000.000000-173000.250000");
-    DcElemValueTM back;
-    EXPECT_EQ(tm.getValue(back), 0);
-    EXPECT_DOUBLE_EQ(back.rangeStart, 80000.0);
-    EXPECT_DOUBLE_EQ(back.rangeEnd, 173000.25);
+    EXPECT_EQ(as.getValueCount() + da.getValueCount(), 0);
 }
 
-TEST(ElementValueRecords, DateTimesWithOffsetsAndRanges)
-{
-    unsigned int tag = privateTag(VR_DT, 0);
-    DcElem dt(groupOf(tag), elementOf(tag));
-    DcElemValueDT value;
-    value.year = 2010;
-    value.month = 6;
-    value.day = 8;
-    value.hour = 14;
-    value.minute = 3;
-    value.second = 22.5;
-    value.offsetHour = -5;
-    EXPECT_EQ(dt.addValue(value), 0);
-    EXPECT_EQ(text(dt, ELEM_VAL_INDEX_KEEP), "20100608140322.500000-0500");
-    DcElemValueDT back;
-    EXPECT_EQ(dt.getValue(back), 0);
-    EXPECT_EQ(back.hour, 14);
-    EXPECT_EQ(back.offsetHour, -5);
-    EXPECT_DOUBLE_EQ(back.second, 22.5);
-
-    value.reset();
-    value.rangeStart = 20100101;
-    value.rangeStartTime = 120000.0;
-    EXPECT_EQ(dt.addValue(value), 0);
-    EXPECT_EQ(text(dt, ELEM_VAL_INDEX_KEEP), "20100101120000.000000-");
-    EXPECT_EQ(dt.getValue(back), 0);
-    EXPECT_EQ(back.rangeStart, 20100101);
-    EXPECT_DOUBLE_EQ(back.rangeStartTime, 120000.0);
-    EXPECT_EQ(back.rangeEnd, -1);
-}
-
-TEST(ElementValueRecords, PersonNamesDropEmptyTrailingComponents)
-{
-    DcElem pn(T_0008_009c_consultingPhysicianName);
-    DcElemValuePN name;
-    strcpy(name.familyName, "Doe");
-    strcpy(name.givenName, "John");
-    EXPECT_EQ(pn.addValue(name), 0);
-    strcpy(name.nameSuffix, "Jr");
-    EXPECT_EQ(pn.addValue(name), 0);
-    EXPECT_EQ(text(pn), "Doe^John");
-    EXPECT_EQ(text(pn, ELEM_VAL_INDEX_KEEP), "Doe^John^^^Jr");
-    DcElemValuePN back;
-    EXPECT_EQ(pn.getValue(back), 0);
-    EXPECT_STREQ(back.nameSuffix, "Jr");
-    EXPECT_STREQ(back.middleName, "");
-}
-
-TEST(ElementValueRecords, UidsAndTags)
+TEST(ElementValueRecords, UidsAreReadAsTheirConstant)
 {
     DcElem ui(T_0008_0016_sopClassUid, UID_MR_IMAGE_STORAGE);
     DICT_UID uid = UID_NONE;
     EXPECT_EQ(ui.getValue(uid), 0);
     EXPECT_EQ(uid, UID_MR_IMAGE_STORAGE);
-
-    DcElem* at = privateElem(VR_AT, 0);
-    DcElemValueAT tag;
-    tag.group = 0x0010;
-    tag.element = 0x0020;
-    EXPECT_EQ(at->addValue(tag), 0);
-    EXPECT_EQ(at->addValue("(7fe0,0010)"), 0);
-    EXPECT_EQ(at->getValueCount(), 2);
-    EXPECT_EQ(text(*at), "(0010,0020)");
-    DcElemValueAT back;
-    EXPECT_EQ(at->getValue(back), 0);
-    EXPECT_EQ(back.group, 0x7FE0);
-    EXPECT_EQ(back.element, 0x0010);
-    delete at;
 }
 
-TEST(ElementRawBuffers, MemoryBuffersOnAnyRawVr)
+TEST(ElementRawBuffers, AreCopiedIntoMemoryOnRawVrsOnly)
 {
+    LogCapture log;
     DcElem ob(T_0028_2000_iccProfile);
     unsigned char data[5] = {1, 2, 3, 4, 5};
     EXPECT_EQ(ob.addValue(data, sizeof data, UID_LITTLE_ENDIAN_EXPLICIT), 0);
@@ -444,36 +305,32 @@ TEST(ElementRawBuffers, MemoryBuffersOnAnyRawVr)
     EXPECT_NE(buf.getBuf(), static_cast<void*>(data));
     EXPECT_EQ(memcmp(buf.getBuf(), data, 5), 0);
     EXPECT_EQ(ob.getValue(buf), ELEM_ERR_INDEX_PAST_END);
-
     EXPECT_EQ(ob.addValue(nullptr, 4, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_BAD_VALUE);
     EXPECT_EQ(ob.addValue(data, 0, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_BAD_VALUE);
-    LogCapture dictLog(LOG_CHANNEL_0);
-    EXPECT_EQ(ob.addValue(data, 4, UID_CT_IMAGE_STORAGE), ELEM_ERR_XFER_SYNTAX);
-}
+    {
+        LogCapture dictLog(LOG_CHANNEL_0);
+        EXPECT_EQ(ob.addValue(data, 4, UID_CT_IMAGE_STORAGE), ELEM_ERR_XFER_SYNTAX);
+    }
+    ob.deleteAllValues();  // leaves the raw buffers
+    ob.resetValueCount();
+    EXPECT_EQ(ob.getValue(buf), 0);
 
-TEST(ElementRawBuffers, AreRefusedByOtherVrs)
-{
-    LogCapture log;
     DcElem lo(T_0008_0070_manufacturer);
-    unsigned char data[2] = {1, 2};
     EXPECT_EQ(lo.addValue(data, 2, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_BAD_VALUE);
-    DcBuf buf;
     EXPECT_EQ(lo.getValue(buf), ELEM_ERR_BAD_VR);
-    EXPECT_NE(log.text().find("Element (0008,0070) VR=LO, does not accept raw buffers"), std::string::npos);
-    EXPECT_NE(log.text().find("Element (0008,0070) VR=LO, cannot get value as raw buffer"), std::string::npos);
+    EXPECT_TRUE(log.has("Element (0008,0070) VR=LO, does not accept raw buffers"));
+    EXPECT_TRUE(log.has("Element (0008,0070) VR=LO, cannot get value as raw buffer"));
 }
 
 TEST(ElementRawBuffers, DiskBuffersOnlyForPixelData)
 {
-    char name[] = "/tmp/brenik3_rawXXXXXX";
-    int fd = mkstemp(name);
+    int fd = fileWith(Bytes(16, 0));
     ASSERT_NE(fd, -1);
-    unlink(name);
     LogCapture log;
     DcElem ob(T_0028_2000_iccProfile);
     DcBuf onDisk(dup(fd), 0, 16, UID_LITTLE_ENDIAN_EXPLICIT);
     EXPECT_EQ(ob.addValue(&onDisk), ELEM_ERR_BAD_VALUE);
-    EXPECT_NE(log.text().find("Only Pixel Data (7fe0,0010) accepts disk based raw buffers"), std::string::npos);
+    EXPECT_TRUE(log.has("Only Pixel Data (7fe0,0010) accepts disk based raw buffers"));
 
     DcElem pixels(T_7fe0_0010_pixelData);
     EXPECT_EQ(pixels.addValue(&onDisk), 0);
@@ -488,21 +345,7 @@ TEST(ElementRawBuffers, DiskBuffersOnlyForPixelData)
     EXPECT_NE(held.getHandle(), fd);  // the element owns a duplicate
     EXPECT_EQ(held.getOffset(), 4);
     close(fd);
-
     EXPECT_EQ(byHandle.addValue(-1, 0, 4, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_BAD_VALUE);
     EXPECT_EQ(byHandle.addValue(fd, 0, 4, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_BAD_VALUE);
-    EXPECT_NE(log.text().find("provided for duplication"), std::string::npos);
-}
-
-TEST(ElementValues, DeletingValuesKeepsRawBuffersOfRawElements)
-{
-    DcElem ob(T_0028_2000_iccProfile);
-    unsigned char data[2] = {1, 2};
-    ob.addValue(data, 2, UID_LITTLE_ENDIAN_EXPLICIT);
-    ob.deleteAllValues();
-    DcBuf buf;
-    EXPECT_EQ(ob.getValue(buf), 0);
-    DcElem cs(T_0008_0008_imageType, "A\\B");
-    cs.deleteAllValues();
-    EXPECT_EQ(cs.getValueCount(), 0);
+    EXPECT_TRUE(log.has("provided for duplication"));
 }

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "DataSetModel.h"
-#include "foundation/DcLog.h"
+#include "foundation/util.h"
 
 namespace {
 
@@ -115,9 +115,29 @@ Bytes sample(DICT_UID xfer)
 
 }
 
+const DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT};
+
+TEST_F(DamagedEncodings, CutAnywhereStopWithADataErrorOrReadWhole)
+{
+    for (DICT_UID xfer : syntaxes) {
+        Bytes whole = sample(xfer);
+        for (size_t cut = 1; cut < whole.size(); ++cut) {
+            Bytes part(whole.begin(), whole.begin() + cut);
+            DcElemList list;
+            unsigned int left = 0;
+            int status = parse(list, part, xfer, &left);
+            if (status == 0)
+                EXPECT_EQ(left, 0u) << "cut at " << cut;
+            else
+                EXPECT_TRUE(status == ELEM_ERR_PAST_END || status == ELEM_ERR_BAD_VALUE || status == UTIL_ERR_LENGTH)
+                    << status << " cut at " << cut << " in syntax " << xfer;
+            ASSERT_LE(left, cut);
+        }
+    }
+}
+
 TEST_F(DamagedEncodings, AreParsedWithoutCrashingAndWhatIsReadFramesWithinItsSize)
 {
-    const DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT};
     for (DICT_UID xfer : syntaxes) {
         Bytes original = sample(xfer);
         ASSERT_GT(original.size(), 500u);
@@ -125,8 +145,8 @@ TEST_F(DamagedEncodings, AreParsedWithoutCrashingAndWhatIsReadFramesWithinItsSiz
         for (int i = 0; i < mutantsPerSyntax; ++i) {
             Bytes mutant = mutator.mutate(original);
             DcElemList list;
-            unsigned int left = static_cast<unsigned int>(mutant.size());
-            list.parse(mutant.empty() ? nullptr : mutant.data(), left, xfer);
+            unsigned int left = 0;
+            parse(list, mutant, xfer, &left);
             EXPECT_LE(left, mutant.size());
 
             unsigned int size = 0, len = 0;

@@ -1,6 +1,6 @@
 // Data sets exchanged with dcmtk's command-line tools as a black-box peer:
-// files written by dump2dcm and dcmconv are parsed here, and data sets framed
-// here are read by dcmdump.
+// data sets written by dump2dcm and dcmconv are parsed here, and data sets
+// framed here are read by dcmdump.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,16 +15,18 @@
 
 namespace {
 
+// The syntax, dcmtk's name of it, and the letter of its dcmtk options
+// ("+t?" to write, "-t?" to read).
 struct Syntax {
     DICT_UID uid;
-    const char* text;
-    const char* dcmconvOption;
+    const char* name;
+    const char* letter;
 };
 
 const Syntax syntaxes[] = {
-    {UID_LITTLE_ENDIAN_IMPLICIT, "1.2.840.10008.1.2", "+ti"},
-    {UID_LITTLE_ENDIAN_EXPLICIT, "1.2.840.10008.1.2.1", "+te"},
-    {UID_BIG_ENDIAN_EXPLICIT, "1.2.840.10008.1.2.2", "+tb"},
+    {UID_LITTLE_ENDIAN_IMPLICIT, "Little Endian Implicit", "i"},
+    {UID_LITTLE_ENDIAN_EXPLICIT, "Little Endian Explicit", "e"},
+    {UID_BIG_ENDIAN_EXPLICIT, "Big Endian Explicit", "b"},
 };
 
 ModelElem text(unsigned int tag, DICT_VR vr, std::vector<std::string> values)
@@ -191,77 +193,6 @@ std::vector<std::string> dumpedLines(const std::string& dump)
     return out;
 }
 
-void appendMeta(Bytes& out, unsigned short element, const char* vr, Bytes value)
-{
-    unsigned char head[12];
-    byteorder::putTag(head, 0x00020000u | element, false);
-    head[4] = static_cast<unsigned char>(vr[0]);
-    head[5] = static_cast<unsigned char>(vr[1]);
-    bool longField = strcmp(vr, "OB") == 0;
-    if (longField) {
-        head[6] = head[7] = 0;
-        byteorder::put32(head + 8, static_cast<uint32_t>(value.size()), false);
-    } else {
-        byteorder::put16(head + 6, static_cast<uint16_t>(value.size()), false);
-    }
-    out.insert(out.end(), head, head + (longField ? 12 : 8));
-    out.insert(out.end(), value.begin(), value.end());
-}
-
-Bytes uidValue(const char* uid)
-{
-    Bytes value(uid, uid + strlen(uid));
-    if (value.size() % 2 != 0)
-        value.push_back(0);
-    return value;
-}
-
-// Preamble, "DICM" and the smallest file meta information that names the
-// syntax, followed by the data set.
-Bytes part10File(const Bytes& dataSet, const char* xferUid)
-{
-    Bytes meta;
-    appendMeta(meta, 0x0001, "OB", {0x00, 0x01});
-    appendMeta(meta, 0x0002, "UI", uidValue("1.2.840.10008.5.1.4.1.1.7"));
-    appendMeta(meta, 0x0003, "UI", uidValue("1.2.3.4.5.6.7.8"));
-    appendMeta(meta, 0x0010, "UI", uidValue(xferUid));
-    Bytes file(128, 0);
-    file.insert(file.end(), {'D', 'I', 'C', 'M'});
-    unsigned char length[4];
-    byteorder::put32(length, static_cast<uint32_t>(meta.size()), false);
-    appendMeta(file, 0x0000, "UL", Bytes(length, length + 4));
-    file.insert(file.end(), meta.begin(), meta.end());
-    file.insert(file.end(), dataSet.begin(), dataSet.end());
-    return file;
-}
-
-// Walks the file meta information (group 0002, explicit VR little endian)
-// and gives the transfer syntax it names and the data set after it.
-bool splitPart10(const Bytes& file, std::string& xferUid, Bytes& dataSet)
-{
-    if (file.size() < 132 || memcmp(&file[128], "DICM", 4) != 0)
-        return false;
-    size_t pos = 132;
-    while (pos + 8 <= file.size() && byteorder::get16(&file[pos], false) == 0x0002) {
-        unsigned short element = byteorder::get16(&file[pos + 2], false);
-        std::string vr(reinterpret_cast<const char*>(&file[pos + 4]), 2);
-        bool longField = vr == "OB" || vr == "OW" || vr == "UN" || vr == "UT" || vr == "SQ";
-        size_t headerLen = longField ? 12 : 8;
-        if (pos + headerLen > file.size())
-            return false;
-        size_t len = longField ? byteorder::get32(&file[pos + 8], false) : byteorder::get16(&file[pos + 6], false);
-        if (pos + headerLen + len > file.size())
-            return false;
-        if (element == 0x0010) {
-            xferUid.assign(reinterpret_cast<const char*>(&file[pos + headerLen]), len);
-            xferUid = xferUid.substr(0, xferUid.find_last_not_of(std::string(" \0", 2)) + 1);
-        }
-        pos += headerLen + len;
-    }
-    dataSet.assign(file.begin() + pos, file.end());
-    return true;
-}
-
 bool toolAvailable(const char* name)
 {
     return system((std::string("command -v ") + name + " >/dev/null 2>&1").c_str()) == 0;
@@ -335,31 +266,27 @@ protected:
 
 }
 
-TEST_F(DcmtkPeer, FilesConvertedByDcmconvParseIntoTheReferenceElements)
+TEST_F(DcmtkPeer, DataSetsConvertedByDcmconvParseIntoTheReferenceElements)
 {
     std::string source = referenceFile();
     for (const Syntax& syntax : syntaxes) {
         for (const char* lengths : {"+e", "-e"}) {
-            SCOPED_TRACE(std::string(syntax.dcmconvOption) + " " + lengths);
-            std::string converted = path(std::string("converted") + syntax.dcmconvOption + lengths + ".dcm");
+            SCOPED_TRACE(std::string(syntax.name) + " " + lengths);
+            std::string converted = path(std::string("converted") + syntax.letter + lengths + ".dcm");
             std::string err;
-            ASSERT_EQ(run(std::string("dcmconv ") + syntax.dcmconvOption + " " + lengths + " " + source + " " +
-                              converted,
+            ASSERT_EQ(run(std::string("dcmconv -F +t") + syntax.letter + " " + lengths + " " + source + " " + converted,
                           nullptr, &err),
                       0)
                 << err;
-            std::string xferUid;
-            Bytes dataSet;
-            ASSERT_TRUE(splitPart10(readBytes(converted), xferUid, dataSet));
-            EXPECT_EQ(xferUid, syntax.text);
+            Bytes dataSet = readBytes(converted);
             const unsigned char undefined[] = {0xFF, 0xFF, 0xFF, 0xFF};
             bool undefinedLengths =
                 std::search(dataSet.begin(), dataSet.end(), undefined, undefined + 4) != dataSet.end();
             EXPECT_EQ(undefinedLengths, std::string(lengths) == "-e");
 
             DcElemList list;
-            unsigned int left = static_cast<unsigned int>(dataSet.size());
-            EXPECT_EQ(list.parse(dataSet.data(), left, syntax.uid), 0);
+            unsigned int left = 99;
+            EXPECT_EQ(parse(list, dataSet, syntax.uid, &left), 0);
             EXPECT_EQ(left, 0u);
             expectSameSet(list, reference(syntax.uid == UID_BIG_ENDIAN_EXPLICIT), "");
         }
@@ -369,7 +296,7 @@ TEST_F(DcmtkPeer, FilesConvertedByDcmconvParseIntoTheReferenceElements)
 TEST_F(DcmtkPeer, DcmdumpReadsWhatTheLibraryFramesWithTheSameValues)
 {
     for (const Syntax& syntax : syntaxes) {
-        SCOPED_TRACE(syntax.text);
+        SCOPED_TRACE(syntax.name);
         bool big = syntax.uid == UID_BIG_ENDIAN_EXPLICIT;
         ModelSet model = reference(big);
         DcElemList list;
@@ -378,16 +305,12 @@ TEST_F(DcmtkPeer, DcmdumpReadsWhatTheLibraryFramesWithTheSameValues)
         Bytes dataSet = encode(list, syntax.uid, &status);
         ASSERT_EQ(status, 0);
         std::string file = path("framed.dcm");
-        writeBytes(file, part10File(dataSet, syntax.text));
+        writeBytes(file, dataSet);
 
         std::string out, err;
-        EXPECT_EQ(run("dcmdump +L -Un " + file, &out, &err), 0);
+        EXPECT_EQ(run(std::string("dcmdump -f -t") + syntax.letter + " +L -Un " + file, &out, &err), 0);
         EXPECT_EQ(err, "");
-        EXPECT_NE(out.find(std::string("# Used TransferSyntax: ") +
-                           (syntax.uid == UID_LITTLE_ENDIAN_IMPLICIT   ? "Little Endian Implicit"
-                            : syntax.uid == UID_LITTLE_ENDIAN_EXPLICIT ? "Little Endian Explicit"
-                                                                       : "Big Endian Explicit")),
-                  std::string::npos);
+        EXPECT_NE(out.find(std::string("# Used TransferSyntax: ") + syntax.name), std::string::npos) << out;
         std::vector<std::string> expected;
         expectedLines(model, big, expected);
         // Without a VR on the wire dcmdump cannot name the private element's.
