@@ -30,6 +30,16 @@ struct UidSlot {
     DICT_UID_TYPE type = UID_TRANSFER_SYNTAX;
 };
 
+// The first used slot that matches, or null.
+template <typename Slot, typename Match>
+Slot* firstMatch(std::vector<Slot>& slots, Match match)
+{
+    for (Slot& slot : slots)
+        if (slot.used && match(slot))
+            return &slot;
+    return nullptr;
+}
+
 class SlotModel {
 public:
     SlotModel() { reset(); }
@@ -48,23 +58,25 @@ public:
         }
     }
 
-    const TagSlot* byTag(unsigned int tag) const
+    TagSlot* byTag(unsigned int tag)
     {
         unsigned int key = dictNormalizeTag(tag);
-        for (const TagSlot& slot : tags)
-            if (slot.used && slot.tag == key)
-                return &slot;
-        return nullptr;
+        return firstMatch(tags, [&](const TagSlot& slot) { return slot.tag == key; });
     }
-
-    const TagSlot* byConst(int tagConst) const
+    TagSlot* byConst(int tagConst)
     {
-        for (const TagSlot& slot : tags)
-            if (slot.used && slot.tagConst == tagConst)
-                return &slot;
-        return nullptr;
+        return firstMatch(tags, [&](const TagSlot& slot) { return slot.tagConst == tagConst; });
+    }
+    UidSlot* byUid(int uid)
+    {
+        return firstMatch(uids, [&](const UidSlot& slot) { return slot.uid == uid; });
+    }
+    UidSlot* byStrg(const std::string& strg)
+    {
+        return firstMatch(uids, [&](const UidSlot& slot) { return slot.strg == strg; });
     }
 
+    // A new tag goes to the last free slot and takes the highest constant + 1.
     int addTag(unsigned int tag, DICT_VR vr, int vm)
     {
         if (byTag(tag))
@@ -88,34 +100,14 @@ public:
 
     int subtractTag(unsigned int tag)
     {
-        const TagSlot* found = byTag(tag);
+        TagSlot* found = byTag(tag);
         if (!found)
             return DICT_ERR_NOT_FOUND;
-        int tagConst = found->tagConst;
-        for (TagSlot& slot : tags)
-            if (slot.used && slot.tagConst == tagConst) {
-                slot = TagSlot();
-                break;
-            }
+        *byConst(found->tagConst) = TagSlot();
         return 0;
     }
 
-    const UidSlot* byUid(int uid) const
-    {
-        for (const UidSlot& slot : uids)
-            if (slot.used && slot.uid == uid)
-                return &slot;
-        return nullptr;
-    }
-
-    const UidSlot* byStrg(const std::string& strg) const
-    {
-        for (const UidSlot& slot : uids)
-            if (slot.used && slot.strg == strg)
-                return &slot;
-        return nullptr;
-    }
-
+    // A new UID goes to the first free slot and takes the highest value + 1.
     int addUid(const std::string& strg, DICT_UID_TYPE type)
     {
         if (byStrg(strg))
@@ -123,12 +115,10 @@ public:
         int maxUid = 0;
         int empty = -1;
         for (int i = 0; i < DICT_UID_SLOTS; ++i) {
-            if (!uids[i].used) {
-                if (empty < 0)
-                    empty = i;
-            } else if (uids[i].uid > maxUid) {
+            if (!uids[i].used && empty < 0)
+                empty = i;
+            else if (uids[i].used && uids[i].uid > maxUid)
                 maxUid = uids[i].uid;
-            }
         }
         if (empty < 0)
             return DICT_ERR_FULL;
@@ -139,14 +129,11 @@ public:
 
     int subtractUid(const std::string& strg)
     {
-        for (UidSlot& slot : uids)
-            if (slot.used && slot.strg == strg) {
-                if (slot.uid <= UID_BUILTIN_LAST)
-                    return DICT_ERR_NOT_FOUND;
-                slot = UidSlot();
-                return 0;
-            }
-        return DICT_ERR_NOT_FOUND;
+        UidSlot* found = byStrg(strg);
+        if (!found || found->uid <= UID_BUILTIN_LAST)
+            return DICT_ERR_NOT_FOUND;
+        *found = UidSlot();
+        return 0;
     }
 
     std::vector<TagSlot> tags;

@@ -33,20 +33,17 @@ public:
         return 0;
     }
 
+    const Entry* find(const std::string& message, const std::string* function = nullptr) const
+    {
+        for (const Entry& entry : entries)
+            if (entry.message == message && (function == nullptr || entry.function == *function))
+                return &entry;
+        return nullptr;
+    }
     bool has(const std::string& message) const { return find(message) != nullptr; }
     bool has(const std::string& function, const std::string& message) const
     {
-        for (const Entry& entry : entries)
-            if (entry.function == function && entry.message == message)
-                return true;
-        return false;
-    }
-    const Entry* find(const std::string& message) const
-    {
-        for (const Entry& entry : entries)
-            if (entry.message == message)
-                return &entry;
-        return nullptr;
+        return find(message, &function) != nullptr;
     }
     std::vector<std::string> messages() const
     {

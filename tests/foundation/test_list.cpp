@@ -30,31 +30,18 @@ int byKeyDescending(void* inList, void* inserted)
     return -byKey(inList, inserted);
 }
 
-std::vector<int> keys(DcList& list)
+// Keys (or labels) front to back, after checking that the links agree in
+// both directions and the ends are closed.
+std::vector<int> keys(DcList& list, bool labels = false)
 {
     std::vector<int> out;
-    for (DcNode* n = list.first(); n; n = n->next())
-        out.push_back(static_cast<Item*>(n)->key);
-    return out;
-}
-
-std::vector<int> labels(DcList& list)
-{
-    std::vector<int> out;
-    for (DcNode* n = list.first(); n; n = n->next())
-        out.push_back(static_cast<Item*>(n)->label);
-    return out;
-}
-
-// Links agree in both directions and the ends are closed.
-void expectWellFormed(DcList& list)
-{
     DcNode* previous = nullptr;
-    for (DcNode* n = list.first(); n; n = n->next()) {
+    for (DcNode* n = list.first(); n; previous = n, n = n->next()) {
         EXPECT_EQ(n->previous(), previous);
-        previous = n;
+        out.push_back(labels ? static_cast<Item*>(n)->label : static_cast<Item*>(n)->key);
     }
     EXPECT_EQ(list.last(), previous);
+    return out;
 }
 
 struct Counted : DcNode {
@@ -65,40 +52,23 @@ struct Counted : DcNode {
 
 }
 
-TEST(ListInsertion, WithoutOrderingAppendsAtTheTail)
+TEST(ListInsertion, UnorderedAppendsNullIsRefusedAndListedNodesStayPut)
 {
-    DcList list;
-    list.add(new Item(3));
-    list.add(new Item(1));
-    list.add(new Item(2));
-    EXPECT_EQ(keys(list), (std::vector<int>{3, 1, 2}));
-    expectWellFormed(list);
-}
+    DcList plain;
+    plain + new Item(3) + new Item(1) + new Item(2);
+    EXPECT_EQ(keys(plain), (std::vector<int>{3, 1, 2}));
 
-TEST(ListInsertion, NullNodeGivesNull)
-{
     DcList list(byKey);
     EXPECT_EQ(list.add(nullptr), nullptr);
     EXPECT_EQ(list.add(nullptr, nullptr), nullptr);
-    EXPECT_EQ(list.count(), 0);
-}
-
-TEST(ListInsertion, ListedNodeIsReturnedWithoutMovingEvenWhenOutOfOrder)
-{
-    DcList list(byKey);
-    Item* a = new Item(1);
     Item* b = new Item(5);
-    Item* c = new Item(9);
-    list.add(a);
-    list.add(b);
-    list.add(c);
+    list + new Item(1) + b + new Item(9);
     b->key = 100;
     EXPECT_EQ(list.add(b), b);
     EXPECT_EQ(keys(list), (std::vector<int>{1, 100, 9}));
-    expectWellFormed(list);
 }
 
-TEST(ListInsertion, OrderedAddKeepsTheListSorted)
+TEST(ListInsertion, OrderedAddKeepsTheListSortedWithLogarithmicComparisons)
 {
     std::mt19937 random(7);
     DcList list(byKey);
@@ -110,114 +80,75 @@ TEST(ListInsertion, OrderedAddKeepsTheListSorted)
     }
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(keys(list), expected);
-    expectWellFormed(list);
-}
 
-TEST(ListInsertion, KeyEqualToTheTailGoesAfterTheTail)
-{
-    DcList list(byKey);
-    list.add(new Item(1, 1));
-    list.add(new Item(5, 2));
-    list.add(new Item(5, 3));
-    EXPECT_EQ(labels(list), (std::vector<int>{1, 2, 3}));
-}
-
-TEST(ListInsertion, KeyEqualToTheHeadButBeforeTheTailGoesInFrontOfTheHead)
-{
-    DcList list(byKey);
-    list.add(new Item(1, 1));
-    list.add(new Item(5, 2));
-    list.add(new Item(1, 3));
-    EXPECT_EQ(labels(list), (std::vector<int>{3, 1, 2}));
-}
-
-TEST(ListInsertion, KeyEqualToTheProbedMiddleGoesRightAfterIt)
-{
-    DcList list(byKey);
-    for (int key = 0; key < 5; ++key)
-        list.add(new Item(key * 10, key));
-    // Five nodes: the first probe is the middle one (key 20).
-    list.add(new Item(20, 99));
-    EXPECT_EQ(labels(list), (std::vector<int>{0, 1, 2, 99, 3, 4}));
-}
-
-TEST(ListInsertion, EvenCountProbesTheLowerMiddle)
-{
-    DcList list(byKey);
-    for (int key = 0; key < 4; ++key)
-        list.add(new Item(key * 10, key));
-    // Four nodes 0 10 20 30: the lower middle is 10, equal keys go right after it.
-    list.add(new Item(10, 99));
-    EXPECT_EQ(labels(list), (std::vector<int>{0, 1, 99, 2, 3}));
-}
-
-TEST(ListInsertion, SpendsLogarithmicallyManyComparisons)
-{
-    DcList list(byKey);
+    DcList big(byKey);
     for (int key = 0; key < 1024; ++key)
-        list.add(new Item(key * 2));
+        big.add(new Item(key * 2));
     comparisons = 0;
-    list.add(new Item(1001));
+    big.add(new Item(1001));
     EXPECT_LE(comparisons, 2 + 11);
-    expectWellFormed(list);
 }
 
-TEST(ListPositionalInsertion, InsertsImmediatelyBeforeThePosition)
+// Equal keys: after the tail, in front of the head, or right after the
+// probed (lower) middle node.
+TEST(ListInsertion, PlacesEqualKeysWhereTheBinarySearchMeetsThem)
+{
+    const struct {
+        std::vector<int> keys;
+        int inserted;
+        std::vector<int> labels;
+    } cases[] = {
+        {{1, 5, 5}, 5, {0, 1, 2, 99}},
+        {{1, 5}, 1, {99, 0, 1}},
+        {{0, 10, 20, 30, 40}, 20, {0, 1, 2, 99, 3, 4}},
+        {{0, 10, 20, 30}, 10, {0, 1, 99, 2, 3}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.inserted);
+        DcList list(byKey);
+        for (size_t i = 0; i < c.keys.size(); ++i)
+            list.add(new Item(c.keys[i], static_cast<int>(i)));
+        list.add(new Item(c.inserted, 99));
+        EXPECT_EQ(keys(list, true), c.labels);
+    }
+}
+
+TEST(ListInsertion, PositionalAddGoesBeforeThePositionOrAtTheTail)
 {
     DcList list(byKey);
     Item* a = new Item(1);
     Item* b = new Item(2);
-    list.add(a);
-    list.add(b);
+    list + a + b;
     Item* c = new Item(100);
     EXPECT_EQ(list.add(b, c), c);
     Item* d = new Item(200);
     EXPECT_EQ(list.add(a, d), d);
-    EXPECT_EQ(keys(list), (std::vector<int>{200, 1, 100, 2}));
-    EXPECT_EQ(list.first(), d);
-    expectWellFormed(list);
+    list.add(nullptr, new Item(0));
+    EXPECT_EQ(keys(list), (std::vector<int>{200, 1, 100, 2, 0}));
 }
 
-TEST(ListPositionalInsertion, NullPositionAppendsAtTheTail)
-{
-    DcList list(byKey);
-    list.add(new Item(5));
-    list.add(nullptr, new Item(1));
-    EXPECT_EQ(keys(list), (std::vector<int>{5, 1}));
-}
-
-TEST(ListPositionalInsertion, EmptyListTakesTheNodeWhateverThePosition)
+TEST(ListInsertion, PositionalAddWithForeignPositionOrListedNodeChangesNothing)
 {
     DcList other;
     Item* foreign = new Item(7);
     other.add(foreign);
-    DcList list;
+    DcList empty;
     Item* node = new Item(1);
-    EXPECT_EQ(list.add(foreign, node), node);
-    EXPECT_EQ(list.first(), node);
-    EXPECT_EQ(list.last(), node);
-}
+    EXPECT_EQ(empty.add(foreign, node), node);  // an empty list takes it anyway
+    EXPECT_EQ(empty.last(), node);
 
-TEST(ListPositionalInsertion, ForeignPositionOrListedNodeChangesNothing)
-{
-    DcList other;
-    Item* foreign = new Item(7);
-    other.add(foreign);
     DcList list;
     Item* a = new Item(1);
     Item* b = new Item(2);
-    list.add(a);
-    list.add(b);
-    Item* loose = new Item(3);
-    EXPECT_EQ(list.add(foreign, loose), loose);
+    list + a + b;
+    Item loose(3);
+    EXPECT_EQ(list.add(foreign, &loose), &loose);
     EXPECT_EQ(list.add(b, a), a);
     EXPECT_EQ(list.add(nullptr, a), a);
     EXPECT_EQ(keys(list), (std::vector<int>{1, 2}));
-    expectWellFormed(list);
-    delete loose;
 }
 
-TEST(ListSubtraction, ReturnsTheFollowingNode)
+TEST(ListSubtraction, ReturnsTheFollowingNodeAndRefusesForeignOrLooseNodes)
 {
     DcList list;
     Item* a = new Item(1);
@@ -229,61 +160,24 @@ TEST(ListSubtraction, ReturnsTheFollowingNode)
     EXPECT_EQ(b->previous(), nullptr);
     EXPECT_EQ(list.subtract(c), nullptr);
     EXPECT_EQ(list.last(), a);
-    EXPECT_EQ(list.subtract(a), nullptr);
-    EXPECT_EQ(list.first(), nullptr);
-    EXPECT_EQ(list.last(), nullptr);
-    delete a;
-    delete b;
     delete c;
-}
-
-TEST(ListSubtraction, ForeignOrLooseNodeGivesNullAndChangesNothing)
-{
     DcList other;
-    Item* foreign = new Item(9);
-    other.add(foreign);
-    DcList list;
-    Item* a = new Item(1);
-    list.add(a);
+    other.add(b);  // a subtracted node can join another list
+    EXPECT_EQ(list.subtract(b), nullptr);
+    EXPECT_EQ(list.index(b), -1);
     Item loose(5);
-    EXPECT_EQ(list.subtract(foreign), nullptr);
     EXPECT_EQ(list.subtract(&loose), nullptr);
     EXPECT_EQ(list.subtract(nullptr), nullptr);
     EXPECT_EQ(list.count(), 1);
-    EXPECT_EQ(other.count(), 1);
-    DcList empty;
-    EXPECT_EQ(empty.subtract(a), nullptr);
-}
-
-TEST(ListSubtraction, SubtractedNodeCanJoinAnotherList)
-{
-    DcList list;
-    DcList other;
-    Item* a = new Item(1);
-    list.add(a);
+    EXPECT_EQ(other.index(b), 0);
     list - a;
-    other.add(a);
-    EXPECT_EQ(list.count(), 0);
-    EXPECT_EQ(other.first(), a);
-    EXPECT_EQ(other.index(a), 0);
+    EXPECT_EQ(list.first(), nullptr);
+    EXPECT_EQ(list.last(), nullptr);
+    EXPECT_EQ(list.subtract(a), nullptr);
+    delete a;
 }
 
-TEST(ListQueries, CountAndIndex)
-{
-    DcList list;
-    Item* a = new Item(1);
-    Item* b = new Item(2);
-    list + a + b;
-    EXPECT_EQ(list.count(), 2);
-    EXPECT_EQ(list.index(a), 0);
-    EXPECT_EQ(list.index(b), 1);
-    Item loose(3);
-    EXPECT_EQ(list.index(&loose), -1);
-    DcList empty;
-    EXPECT_EQ(empty.index(a), -1);
-}
-
-TEST(ListCursor, StartsNullAndMovesOnlyToListedNodes)
+TEST(ListCursor, MovesOnlyToListedNodesAndIsLeftAloneBySubtractAndReverse)
 {
     DcList list;
     Item* a = new Item(1);
@@ -291,23 +185,10 @@ TEST(ListCursor, StartsNullAndMovesOnlyToListedNodes)
     list + a + b;
     EXPECT_EQ(list.getCursor(), nullptr);
     list.setCursor(b);
-    EXPECT_EQ(list.getCursor(), b);
     Item loose(3);
     list.setCursor(&loose);
     EXPECT_EQ(list.getCursor(), b);
-    list.resetCursor();
-    EXPECT_EQ(list.getCursor(), a);
-}
-
-TEST(ListCursor, SubtractAndReverseLeaveItAlone)
-{
-    DcList list;
-    Item* a = new Item(1);
-    Item* b = new Item(2);
-    list + a + b;
-    list.setCursor(b);
     list.reverse();
-    EXPECT_EQ(list.getCursor(), b);
     list.subtract(b);
     EXPECT_EQ(list.getCursor(), b);
     list.resetCursor();
@@ -315,57 +196,29 @@ TEST(ListCursor, SubtractAndReverseLeaveItAlone)
     delete b;
 }
 
-TEST(ListSort, WithoutOrderingLeavesTheOrder)
+TEST(ListSort, UsesTheOwnOrderingOrAGivenOneOnceAndIsStable)
 {
-    DcList list;
-    list + new Item(3) + new Item(1) + new Item(2);
-    list.sort();
-    EXPECT_EQ(keys(list), (std::vector<int>{3, 1, 2}));
-}
+    DcList plain;
+    plain + new Item(3, 1) + new Item(1) + new Item(3, 2);
+    plain.sort();
+    EXPECT_EQ(keys(plain), (std::vector<int>{3, 1, 3}));
+    plain.sort(byKey);
+    EXPECT_EQ(keys(plain, true), (std::vector<int>{0, 1, 2}));
+    plain.reverse();
+    EXPECT_EQ(keys(plain, true), (std::vector<int>{2, 1, 0}));
 
-TEST(ListSort, ByOwnOrdering)
-{
     DcList list(byKey);
     Item* a = new Item(5);
-    Item* b = new Item(1);
-    list.add(a);
-    list.add(b);
+    list + a + new Item(1);
     a->key = 0;
     list.sort();
     EXPECT_EQ(keys(list), (std::vector<int>{0, 1}));
-    expectWellFormed(list);
-}
-
-TEST(ListSort, GivenOrderingIsUsedOnceThenTheOwnOneReturns)
-{
-    DcList list(byKey);
-    for (int key : {4, 2, 8, 6})
-        list.add(new Item(key));
+    list + new Item(4) + new Item(2);
     list.sort(byKeyDescending);
-    EXPECT_EQ(keys(list), (std::vector<int>{8, 6, 4, 2}));
-    // The own ascending ordering is back: 9 compares after the tail 2.
+    EXPECT_EQ(keys(list), (std::vector<int>{4, 2, 1, 0}));
+    // The own ascending ordering is back: 9 compares after the tail.
     list.add(new Item(9));
     EXPECT_EQ(keys(list).back(), 9);
-    expectWellFormed(list);
-}
-
-TEST(ListSort, IsStableForEqualKeysAtTheEnds)
-{
-    DcList list;
-    list + new Item(1, 1) + new Item(1, 2) + new Item(1, 3);
-    list.sort(byKey);
-    EXPECT_EQ(labels(list), (std::vector<int>{1, 2, 3}));
-}
-
-TEST(ListReverse, ReversesOrderAndEnds)
-{
-    DcList list;
-    Item* a = new Item(1);
-    list + a + new Item(2) + new Item(3);
-    list.reverse();
-    EXPECT_EQ(keys(list), (std::vector<int>{3, 2, 1}));
-    EXPECT_EQ(list.last(), a);
-    expectWellFormed(list);
 }
 
 TEST(ListOwnership, DestroysItsNodesThroughTheVirtualDestructor)
@@ -404,7 +257,7 @@ TEST(ListPrint, AddressesOfListAndNodes)
     EXPECT_EQ(std::string(text, n), expected);
 }
 
-TEST(NodeCopy, CopiesLinksAndInfoAsTheyAre)
+TEST(NodeCopy, CopiedNodeIsNotTakenForAListedOne)
 {
     DcList list;
     Item* a = new Item(1);
@@ -412,8 +265,6 @@ TEST(NodeCopy, CopiesLinksAndInfoAsTheyAre)
     list + a + b;
     DcNode copy(*static_cast<DcNode*>(b));
     EXPECT_EQ(copy.previous(), a);
-    EXPECT_EQ(copy.getNodeInfo(), b->getNodeInfo());
-    // Not listed: the list does not take it for one of its own.
     EXPECT_EQ(list.index(&copy), -1);
     EXPECT_EQ(list.subtract(&copy), nullptr);
 }

@@ -2,52 +2,41 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fcntl.h>
 #include <string>
 
 #include "MediaTestUtil.h"
 #include "media/DcDirDicomDir.h"
-#include "media/dirFile.h"
 
 namespace {
 
-#define REQUIRE_TOOLS(...)                                                        \
-    for (const char* name : {__VA_ARGS__})                                        \
-        if (tool(name).empty())                                                   \
+#define REQUIRE_TOOLS(...)                                  \
+    for (const char* name : {__VA_ARGS__})                  \
+        if (!haveTool(name))                                \
             GTEST_SKIP() << "dcmtk's " << name << " is not installed";
 
-bool contains(const std::string& text, const std::string& part)
+// dcmdump's output must hold every part; errors and warnings ("E: ", "W: ")
+// must not appear.
+void expectCleanDump(const std::string& path, const std::vector<std::string>& parts)
 {
-    return text.find(part) != std::string::npos;
-}
-
-// dcmdump's findings: errors and warnings are printed as "E: " and "W: ".
-bool dumpsCleanly(const std::string& path, std::string& dump)
-{
-    int status = run("dcmdump '" + path + "'", dump);
-    return status == 0 && !contains(dump, "E: ") && !contains(dump, "W: ");
+    std::string dump;
+    EXPECT_EQ(run("dcmdump '" + path + "'", dump), 0) << dump;
+    EXPECT_EQ(dump.find("E: "), std::string::npos) << dump;
+    EXPECT_EQ(dump.find("W: "), std::string::npos) << dump;
+    for (const std::string& part : parts)
+        EXPECT_NE(dump.find(part), std::string::npos) << part << "\n" << dump;
 }
 
 // A 4 x 2 24-bit BMP image.
 Bytes smallBmp()
 {
-    const unsigned int width = 4, height = 2, rowBytes = 12, pixelBytes = rowBytes * height;
     Bytes out = {'B', 'M'};
-    put32(out, 54 + pixelBytes);
-    put32(out, 0);
-    put32(out, 54);
-    put32(out, 40);
-    put32(out, width);
-    put32(out, height);
+    for (unsigned int v : {54u + 24, 0u, 54u, 40u, 4u, 2u})
+        put32(out, v);
     put16(out, 1);
     put16(out, 24);
-    put32(out, 0);
-    put32(out, pixelBytes);
-    put32(out, 2835);
-    put32(out, 2835);
-    put32(out, 0);
-    put32(out, 0);
-    for (unsigned int i = 0; i < pixelBytes; ++i)
+    for (unsigned int v : {0u, 24u, 2835u, 2835u, 0u, 0u})
+        put32(out, v);
+    for (unsigned int i = 0; i < 24; ++i)
         out.push_back(static_cast<unsigned char>(i * 10));
     return out;
 }
@@ -76,17 +65,10 @@ TEST(DcmtkPeer, FilesWrittenHereInEachUncompressedSyntaxPassDcmftestAndDcmdump)
         ASSERT_EQ(dirWriteFile(path.c_str(), info, list), 0);
         std::string out;
         EXPECT_EQ(run("dcmftest '" + path + "'", out), 0) << out;
-        EXPECT_TRUE(contains(out, "yes:")) << out;
-        std::string dump;
-        EXPECT_TRUE(dumpsCleanly(path, dump)) << dump;
-        EXPECT_TRUE(contains(dump, "TransferSyntaxUID")) << dump;
-        EXPECT_TRUE(contains(dump, syntax.name)) << dump;
-        EXPECT_TRUE(contains(dump, "(0010,0010) PN [Doe^Jane]")) << dump;
-        EXPECT_TRUE(contains(dump, "(0028,0010) US 2")) << dump;
-        EXPECT_TRUE(contains(dump, "(0028,0011) US 3")) << dump;
-        EXPECT_TRUE(contains(dump, "(0008,0018) UI [2.999.7321.3.1]")) << dump;
-        EXPECT_TRUE(contains(dump, "(0002,0012) UI [2.999.7321.4.3.2]")) << dump;
-        EXPECT_TRUE(contains(dump, syntax.pixels)) << dump;
+        EXPECT_NE(out.find("yes:"), std::string::npos) << out;
+        expectCleanDump(path, {"TransferSyntaxUID", syntax.name, "(0010,0010) PN [Doe^Jane]", "(0028,0010) US 2",
+                               "(0028,0011) US 3", "(0008,0018) UI [2.999.7321.3.1]",
+                               "(0002,0012) UI [2.999.7321.4.3.2]", syntax.pixels});
     }
 }
 
@@ -95,41 +77,30 @@ TEST(DcmtkPeer, DiskHeldEncapsulatedPixelsArePassedByDcmdump)
     REQUIRE_TOOLS("dcmftest", "dcmdump");
     TempDir dir;
     Bytes fragments = {0xFE, 0xFF, 0x00, 0xE0, 0, 0, 0, 0, 0xFE, 0xFF, 0x00, 0xE0, 6, 0, 0, 0, 0xFF, 0xD8, 1, 2, 0xFF, 0xD9};
-    writeBytes(dir / "frag.raw", fragments);
     DcElemList list;
     buildImage(list, "2.999.7321.3.2", 4, 4, 8, false);
-    int handle = open((dir / "frag.raw").c_str(), O_RDONLY);
-    DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
-    pixelData->addValue(handle, 0, static_cast<unsigned int>(fragments.size()), UID_JPEG_BASELINE);
-    close(handle);
-    list.add(pixelData);
+    list.add(diskPixelData(dir / "frag.raw", fragments, UID_JPEG_BASELINE));
     DcDirMetaInfo info;
     std::string path = dir / "jpeg.dcm";
     ASSERT_EQ(dirWriteFile(path.c_str(), info, list), 0);
-    std::string out, dump;
+    std::string out;
     EXPECT_EQ(run("dcmftest '" + path + "'", out), 0) << out;
-    EXPECT_TRUE(dumpsCleanly(path, dump)) << dump;
-    EXPECT_TRUE(contains(dump, "JPEG Baseline")) << dump;
-    EXPECT_TRUE(contains(dump, "(7fe0,0010) OB (PixelSequence #=2)")) << dump;
-    EXPECT_TRUE(contains(dump, "(fffe,e000) pi ff\\d8\\01\\02\\ff\\d9")) << dump;
-    EXPECT_TRUE(contains(dump, "(fffe,e0dd) na (SequenceDelimitationItem)")) << dump;
+    expectCleanDump(path, {"JPEG Baseline", "(7fe0,0010) OB (PixelSequence #=2)",
+                           "(fffe,e000) pi ff\\d8\\01\\02\\ff\\d9", "(fffe,e0dd) na (SequenceDelimitationItem)"});
 }
 
 TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
 {
     REQUIRE_TOOLS("dump2dcm", "img2dcm", "dcmconv", "dcmdump");
     TempDir dir;
-    FILE* dump = fopen((dir / "in.txt").c_str(), "w");
-    ASSERT_NE(dump, nullptr);
-    fprintf(dump, "(0008,0016) UI =SecondaryCaptureImageStorage\n"
-                  "(0008,0018) UI [2.999.7321.2.1]\n"
-                  "(0010,0010) PN [Roe^Richard]\n"
-                  "(0010,0020) LO [PID77]\n"
-                  "(0028,0010) US 2\n"
-                  "(0028,0011) US 2\n"
-                  "(0028,0100) US 16\n"
-                  "(7fe0,0010) OW 0102\\0304\\0506\\0708\n");
-    fclose(dump);
+    std::ofstream(dir / "in.txt") << "(0008,0016) UI =SecondaryCaptureImageStorage\n"
+                                     "(0008,0018) UI [2.999.7321.2.1]\n"
+                                     "(0010,0010) PN [Roe^Richard]\n"
+                                     "(0010,0020) LO [PID77]\n"
+                                     "(0028,0010) US 2\n"
+                                     "(0028,0011) US 2\n"
+                                     "(0028,0100) US 16\n"
+                                     "(7fe0,0010) OW 0102\\0304\\0506\\0708\n";
     std::string out;
     ASSERT_EQ(run("dump2dcm +te '" + (dir / "in.txt") + "' '" + (dir / "dump.dcm") + "'", out), 0) << out;
     writeBytes(dir / "in.bmp", smallBmp());
@@ -142,12 +113,14 @@ TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
                     {"+tb", UID_BIG_ENDIAN_EXPLICIT}};
     for (auto& syntax : syntaxes) {
         SCOPED_TRACE(syntax.option);
-        std::string converted = dir / "dump_conv.dcm";
-        ASSERT_EQ(run(std::string("dcmconv ") + syntax.option + " '" + (dir / "dump.dcm") + "' '" + converted + "'", out), 0)
-            << out;
+        for (const char* name : {"dump", "img"}) {
+            std::string converted = dir / (std::string(name) + "_conv.dcm");
+            ASSERT_EQ(run(std::string("dcmconv ") + syntax.option + " '" + (dir / (std::string(name) + ".dcm")) +
+                              "' '" + converted + "'", out), 0) << out;
+        }
         DcDirMetaInfo info;
         DcElemList list;
-        ASSERT_EQ(dirReadFile(converted.c_str(), info, list), 0);
+        ASSERT_EQ(dirReadFile((dir / "dump_conv.dcm").c_str(), info, list), 0);
         EXPECT_EQ(info.xferSyn, syntax.xfer);
         EXPECT_EQ(info.sopClassUid, UID_SC_IMAGE_STORAGE);
         EXPECT_STREQ(info.sopInstanceUid, "2.999.7321.2.1");
@@ -162,27 +135,21 @@ TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
         ASSERT_EQ(list.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP), 0);
         ASSERT_EQ(pixels.getLen(), 8u);
         const unsigned char* p = static_cast<const unsigned char*>(pixels.getBuf());
-        unsigned short first = syntax.xfer == UID_BIG_ENDIAN_EXPLICIT ? (p[0] << 8 | p[1]) : (p[1] << 8 | p[0]);
-        EXPECT_EQ(first, 0x0102);
+        EXPECT_EQ(syntax.xfer == UID_BIG_ENDIAN_EXPLICIT ? (p[0] << 8 | p[1]) : (p[1] << 8 | p[0]), 0x0102);
 
-        std::string image = dir / "img_conv.dcm";
-        ASSERT_EQ(run(std::string("dcmconv ") + syntax.option + " '" + (dir / "img.dcm") + "' '" + image + "'", out), 0)
-            << out;
         DcDirMetaInfo imageInfo;
-        DcElemList imageList;
-        ASSERT_EQ(dirReadFile(image.c_str(), imageInfo, imageList), 0);
+        DcElemList image;
+        ASSERT_EQ(dirReadFile((dir / "img_conv.dcm").c_str(), imageInfo, image), 0);
         EXPECT_EQ(imageInfo.xferSyn, syntax.xfer);
         EXPECT_EQ(imageInfo.sopClassUid, UID_SC_IMAGE_STORAGE);
         unsigned short columns = 0, samples = 0;
-        EXPECT_EQ(imageList.getValue(T_0028_0011_columns, columns, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(image.getValue(T_0028_0011_columns, columns, ELEM_VAL_INDEX_KEEP), 0);
         EXPECT_EQ(columns, 4);
-        EXPECT_EQ(imageList.getValue(T_0028_0002_samplesPerPixel, samples, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(image.getValue(T_0028_0002_samplesPerPixel, samples, ELEM_VAL_INDEX_KEEP), 0);
         EXPECT_EQ(samples, 3);
-        ASSERT_EQ(imageList.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP), 0);
+        ASSERT_EQ(image.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP), 0);
         EXPECT_EQ(pixels.getLen(), 4u * 2 * 3);
-        char instance[65] = "";
-        imageList.getValue(T_0008_0018_sopInstanceUid, instance, 64, ELEM_VAL_INDEX_KEEP);
-        EXPECT_STREQ(imageInfo.sopInstanceUid, instance);
+        EXPECT_EQ(textOf(image, T_0008_0018_sopInstanceUid), imageInfo.sopInstanceUid);
     }
 }
 
@@ -205,20 +172,12 @@ TEST(DcmtkPeer, DicomDirWrittenHereIsDumpedWithItsRecords)
     ASSERT_EQ(series->add(new DcDirRec(DIR_REC_IMAGE))->setRefFile("IMAGES\\IMG2"), 0);
     ASSERT_EQ(root.write(), 0);
 
-    std::string dump;
-    ASSERT_TRUE(dumpsCleanly(dir / "DICOMDIR", dump)) << dump;
-    EXPECT_TRUE(contains(dump, "=MediaStorageDirectoryStorage")) << dump;
-    EXPECT_TRUE(contains(dump, "(0004,1130) CS [PEERTEST]")) << dump;
-    char offsets[200];
-    snprintf(offsets, sizeof offsets, "(0004,1200) up %u", patient->getOffset());
-    EXPECT_TRUE(contains(dump, offsets)) << dump;
-    for (const char* type : {"[PATIENT]", "[STUDY]", "[SERIES]", "[IMAGE]"})
-        EXPECT_TRUE(contains(dump, std::string("(0004,1430) CS ") + type)) << type;
-    EXPECT_TRUE(contains(dump, "(0004,1500) CS [IMAGES\\IMG1]")) << dump;
-    EXPECT_TRUE(contains(dump, "(0004,1511) UI [2.999.7321.3.12]")) << dump;
-    snprintf(offsets, sizeof offsets, "(0004,1420) up %u", study->getOffset());
-    EXPECT_TRUE(contains(dump, offsets)) << dump;
-    EXPECT_TRUE(contains(dump, "(0010,0010) PN [Doe^Jane]")) << dump;
+    expectCleanDump(dir / "DICOMDIR",
+                    {"=MediaStorageDirectoryStorage", "(0004,1130) CS [PEERTEST]",
+                     "(0004,1200) up " + std::to_string(patient->getOffset()),
+                     "(0004,1420) up " + std::to_string(study->getOffset()), "(0004,1430) CS [PATIENT]",
+                     "(0004,1430) CS [STUDY]", "(0004,1430) CS [SERIES]", "(0004,1430) CS [IMAGE]",
+                     "(0004,1500) CS [IMAGES\\IMG1]", "(0004,1511) UI [2.999.7321.3.12]", "(0010,0010) PN [Doe^Jane]"});
 }
 
 TEST(DcmtkPeer, DicomDirMadeByDcmmkdirOverFilesWrittenHereIsReadIntoTheTree)

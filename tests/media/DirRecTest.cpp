@@ -135,33 +135,6 @@ TEST_F(DirRecFileId, RefusesBadFileIds)
     EXPECT_TRUE(log.has("Private Record UID string exceeds 64 char limit"));
 }
 
-TEST(DirRecFrame, WritesAnItemWithStructureThenLowerLevelsAndRemovesTheStructureAgain)
-{
-    TempDir dir;
-    DcDirDicomDir root(dir.path.c_str());
-    DcDirRec* patient = root.add(new DcDirRec(DIR_REC_PATIENT));
-    patient->DcElemList::add(new DcElem(T_0010_0010_patientName, "Doe^Jane"));
-    DcDirRec* study = patient->add(new DcDirRec(DIR_REC_STUDY));
-    unsigned int size = 0;
-    patient->getBufSize(size, DIR_CHILD_INCLUDE);
-    Bytes buf(size + 100);
-    unsigned int len = 0;
-    ASSERT_EQ(patient->frame(buf.data(), 100, len, DIR_CHILD_INCLUDE), 0);
-    ASSERT_EQ(patient->frame(buf.data(), 100, len, DIR_CHILD_INCLUDE), 0);
-    EXPECT_EQ(patient->getOffset(), 100u);
-    EXPECT_GT(study->getOffset(), 100u);
-    EXPECT_EQ(patient->DcElemList::first()->next(), nullptr);  // only the patient name stays
-
-    DcDirDicomDir back(dir.path.c_str());
-    DcDirRec* parsed = new DcDirRec(&back, buf.data(), 100, 100 + len);
-    EXPECT_EQ(parsed->getParseStatus(), 0);
-    EXPECT_EQ(parsed->getType(), DIR_REC_PATIENT);
-    EXPECT_EQ(textOf(*parsed, T_0010_0010_patientName), "Doe^Jane");
-    ASSERT_NE(parsed->first(), nullptr);
-    EXPECT_EQ(parsed->first()->getType(), DIR_REC_STUDY);
-    EXPECT_EQ(parsed->first()->getOffset(), study->getOffset());
-}
-
 TEST(DirRecFrame, MrdrWithoutReferencesIsNotWritten)
 {
     DcDirRec mrdr(DIR_REC_MRDR);

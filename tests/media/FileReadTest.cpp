@@ -1,17 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fcntl.h>
 
 #include "MediaTestUtil.h"
-#include "media/dirFile.h"
 
 namespace {
 
 // A meta group with the given elements after the group length.
 Bytes metaFile(const Bytes& elements)
 {
-    Bytes out = preambleAndMarker();
+    Bytes out(128, 0);
+    out.insert(out.end(), {'D', 'I', 'C', 'M'});
     put16(out, 0x0002);
     put16(out, 0x0000);
     out.insert(out.end(), {'U', 'L', 4, 0});
@@ -36,17 +35,13 @@ Bytes versionElement(unsigned char first, unsigned char second)
 Bytes bareDataSet()
 {
     Bytes out;
-    const std::string sopClass = "1.2.840.10008.5.1.4.1.1.7";
-    const std::string instance = "2.999.7321.5.5";
-    put16(out, 0x0008);
-    put16(out, 0x0016);
-    put32(out, static_cast<unsigned int>(sopClass.size() + 1));
-    out.insert(out.end(), sopClass.begin(), sopClass.end());
-    out.push_back(0);
-    put16(out, 0x0008);
-    put16(out, 0x0018);
-    put32(out, static_cast<unsigned int>(instance.size()));
-    out.insert(out.end(), instance.begin(), instance.end());
+    const std::string values[2] = {std::string("1.2.840.10008.5.1.4.1.1.7") + '\0', "2.999.7321.5.5"};
+    for (int i = 0; i < 2; ++i) {
+        put16(out, 0x0008);
+        put16(out, 0x0016 + 2 * i);
+        put32(out, static_cast<unsigned int>(values[i].size()));
+        out.insert(out.end(), values[i].begin(), values[i].end());
+    }
     return out;
 }
 
@@ -97,7 +92,7 @@ TEST(FileRead, FileWithoutMarkerIsReadAsBareImplicitDataSet)
     EXPECT_EQ(dirReadFileMetaInfo((dir / "long.dcm").c_str(), info, dataOffset), DIR_ERR_NO_META);
 }
 
-TEST(FileRead, VersionBytesAreReadHighByteFirst)
+TEST(FileRead, VersionBytesAreReadHighByteFirstAndUtElementsHaveShortLengths)
 {
     TempDir dir;
     LogCapture log;
@@ -109,6 +104,13 @@ TEST(FileRead, VersionBytesAreReadHighByteFirst)
     EXPECT_TRUE(log.entries.empty());
     EXPECT_EQ(dataOffset, 132u + 12 + 14);
 
+    Bytes elements = versionElement(0, 1);
+    putShortElem(elements, 0x00020013, "UT", "ABCD");
+    putShortElem(elements, 0x00020016, "AE", "SRCAE ");
+    writeBytes(dir / "v.dcm", metaFile(elements));
+    ASSERT_EQ(dirReadFileMetaInfo((dir / "v.dcm").c_str(), info, dataOffset), 0);
+    EXPECT_EQ(dataOffset, 132u + 12 + 14 + 12 + 14);
+
     writeBytes(dir / "v.dcm", metaFile(versionElement(2, 3)));
     ASSERT_EQ(dirReadFileMetaInfo((dir / "v.dcm").c_str(), info, dataOffset), 0);
     EXPECT_EQ(info.version, 0x0203u);
@@ -118,19 +120,6 @@ TEST(FileRead, VersionBytesAreReadHighByteFirst)
     ASSERT_EQ(dirReadFileMetaInfo((dir / "v.dcm").c_str(), info, dataOffset), 0);
     EXPECT_EQ(info.version, 0u);
     EXPECT_TRUE(log.has("T_0002_0001_fileMetaInformationVersion missing"));
-}
-
-TEST(FileRead, UnAndUtMetaElementsAreWalkedWithShortLengths)
-{
-    TempDir dir;
-    Bytes elements = versionElement(0, 1);
-    putShortElem(elements, 0x00020013, "UT", "ABCD");
-    putShortElem(elements, 0x00020016, "AE", "SRCAE ");
-    writeBytes(dir / "un.dcm", metaFile(elements));
-    DcDirMetaInfo info;
-    unsigned int dataOffset = 0;
-    ASSERT_EQ(dirReadFileMetaInfo((dir / "un.dcm").c_str(), info, dataOffset), 0);
-    EXPECT_EQ(dataOffset, 132u + 12 + 14 + 12 + 14);
 }
 
 TEST(FileRead, MalformedMetaGroupsAreRefused)

@@ -3,15 +3,19 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "dataset/DcElemList.h"
 #include "dictionary/DcDict.h"
+#include "media/dirFile.h"
 #include "tests/foundation/LogCapture.h"
 
 typedef std::vector<unsigned char> Bytes;
@@ -37,26 +41,13 @@ public:
 
 inline void writeBytes(const std::string& path, const Bytes& bytes)
 {
-    FILE* f = fopen(path.c_str(), "wb");
-    if (f == nullptr)
-        return;
-    if (!bytes.empty())
-        fwrite(bytes.data(), 1, bytes.size(), f);
-    fclose(f);
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
 
 inline Bytes readBytes(const std::string& path)
 {
-    Bytes out;
-    FILE* f = fopen(path.c_str(), "rb");
-    if (f == nullptr)
-        return out;
-    unsigned char chunk[65536];
-    size_t n;
-    while ((n = fread(chunk, 1, sizeof chunk, f)) > 0)
-        out.insert(out.end(), chunk, chunk + n);
-    fclose(f);
-    return out;
+    std::ifstream in(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline void put16(Bytes& out, unsigned int v)
@@ -76,36 +67,15 @@ inline void putShortElem(Bytes& out, unsigned int tag, const char* vr, const std
 {
     put16(out, tag >> 16);
     put16(out, tag & 0xFFFF);
-    out.push_back(static_cast<unsigned char>(vr[0]));
-    out.push_back(static_cast<unsigned char>(vr[1]));
+    out.insert(out.end(), vr, vr + 2);
     put16(out, static_cast<unsigned int>(value.size()));
     out.insert(out.end(), value.begin(), value.end());
 }
 
-// Preamble and "DICM".
-inline Bytes preambleAndMarker()
+// Whether a program is on PATH.
+inline bool haveTool(const std::string& name)
 {
-    Bytes out(128, 0);
-    out.insert(out.end(), {'D', 'I', 'C', 'M'});
-    return out;
-}
-
-// The full path of a program on PATH, or empty.
-inline std::string tool(const std::string& name)
-{
-    const char* pathVar = getenv("PATH");
-    std::string paths = pathVar != nullptr ? pathVar : "/usr/bin:/bin";
-    size_t start = 0;
-    while (start <= paths.size()) {
-        size_t end = paths.find(':', start);
-        if (end == std::string::npos)
-            end = paths.size();
-        std::string candidate = paths.substr(start, end - start) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0)
-            return candidate;
-        start = end + 1;
-    }
-    return "";
+    return system(("command -v '" + name + "' >/dev/null 2>&1").c_str()) == 0;
 }
 
 // Runs a shell command, collecting its standard output and error; returns
@@ -156,16 +126,28 @@ inline void buildImage(DcElemList& list, const char* instanceUid, unsigned short
     list.add(pixelData);
 }
 
+// A Pixel Data element whose value is the given bytes, written to a file of
+// their own behind lead filler bytes and handed over as a disk buffer (of
+// len bytes if given).
+inline DcElem* diskPixelData(const std::string& path, const Bytes& bytes, DICT_UID xfer, unsigned int lead = 0,
+                             unsigned int len = 0)
+{
+    Bytes content(lead, 0xEE);
+    content.insert(content.end(), bytes.begin(), bytes.end());
+    writeBytes(path, content);
+    int handle = open(path.c_str(), O_RDONLY);
+    DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
+    pixelData->addValue(handle, static_cast<int>(lead), len != 0 ? len : static_cast<unsigned int>(bytes.size()), xfer);
+    close(handle);
+    return pixelData;
+}
+
 inline std::string textOf(DcElemList& list, int tagConst)
 {
     char buf[1025] = "";
     list.getValue(tagConst, buf, 1024, ELEM_VAL_INDEX_KEEP);
     return buf;
 }
-
-
-
-#include "media/dirFile.h"
 
 // Writes a small image file at root/relative (directories made as needed).
 inline int writeImageFile(const std::string& root, const std::string& relative, const char* instanceUid,
@@ -181,4 +163,5 @@ inline int writeImageFile(const std::string& root, const std::string& relative, 
     info.xferSyn = xfer;
     return dirWriteFile(path.c_str(), info, list);
 }
+
 #endif

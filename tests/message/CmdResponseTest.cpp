@@ -91,32 +91,25 @@ void addRequired(DcCmd* rq, int tag)
 
 }
 
-TEST(CmdParseRequest, NullRequestIsReported)
+TEST(CmdParseRequest, NullOrOtherRequestTypeIsRefusedWithItsReport)
 {
     for (const RspClass& c : allResponses()) {
+        SCOPED_TRACE(c.name);
         std::unique_ptr<DcCmd> rsp(c.makeResponse());
         LogCapture log;
-        EXPECT_EQ(c.nullArg, c.parse(rsp.get(), nullptr)) << c.name;
-        ASSERT_EQ(1u, log.entries.size()) << c.name;
+        EXPECT_EQ(c.nullArg, c.parse(rsp.get(), nullptr));
+        ASSERT_EQ(1u, log.entries.size());
         EXPECT_EQ("Null argument passed", log.entries[0].message);
         EXPECT_EQ(std::string("DcCmd") + c.name + "::parseRequest", log.entries[0].function);
-    }
-}
 
-TEST(CmdParseRequest, OtherRequestTypeIsIncompatible)
-{
-    for (const RspClass& c : allResponses()) {
-        std::unique_ptr<DcCmd> rsp(c.makeResponse());
         DcCmdCEchoRq echo;
         DcCmdCStoreRq store;
-        DcCmd* wrong = std::string(c.name) == "CEchoRsp" ? static_cast<DcCmd*>(&store) : &echo;
-        LogCapture log;
-        EXPECT_EQ(c.incompatible, c.parse(rsp.get(), wrong)) << c.name;
-        ASSERT_EQ(1u, log.entries.size()) << c.name;
-        std::string expected = wrong == &echo ? "Incompatible RQ command - 'C-ECHO Request'"
-                                              : "Incompatible RQ command - 'C-STORE Request'";
-        EXPECT_EQ(expected, log.entries[0].message) << c.name;
-        EXPECT_EQ(LOG_CHANNEL_1, log.entries[0].channel);
+        bool echoAnswers = std::string(c.name) == "CEchoRsp";
+        EXPECT_EQ(c.incompatible, c.parse(rsp.get(), echoAnswers ? static_cast<DcCmd*>(&store) : &echo));
+        ASSERT_EQ(2u, log.entries.size());
+        EXPECT_EQ(echoAnswers ? "Incompatible RQ command - 'C-STORE Request'" : "Incompatible RQ command - 'C-ECHO Request'",
+                  log.entries[1].message);
+        EXPECT_EQ(LOG_CHANNEL_1, log.entries[1].channel);
     }
 }
 
@@ -175,50 +168,42 @@ TEST(CmdParseRequest, MissingRequiredElementStopsWithItsMessage)
         }
 }
 
-TEST(CmdParseRequestStore, InitiatorAndReceiverChangePlaces)
+// C-STORE swaps initiator and receiver; N-SET takes the requested UIDs as
+// the affected ones; N-CREATE copies its optional UIDs when present.
+TEST(CmdParseRequest, ClassSpecificElementsAreCarriedOver)
 {
-    DcCmdCStoreRq rq;
+    DcCmdCStoreRq store;
     for (int tag : {int(T_0000_0002_affectedSopClassUid), int(T_0000_0110_messageId),
                     int(T_0000_1000_affectedSopInstanceUid)})
-        addRequired(&rq, tag);
-    rq.add(new DcElem(T_0000_0200_initiator, "MODALITY"));
-    DcCmdCStoreRsp rsp;
-    ASSERT_EQ(0, rsp.parseRequest(&rq));
-    char ae[17] = "";
-    EXPECT_EQ(0, rsp.getValue(T_0000_0300_receiver, ae, 16));
-    EXPECT_STREQ("MODALITY", ae);
-    EXPECT_NE(0, rsp.getElem(T_0000_0200_initiator, static_cast<DcElem**>(nullptr)));
-}
+        addRequired(&store, tag);
+    store.add(new DcElem(T_0000_0200_initiator, "MODALITY"));
+    DcCmdCStoreRsp storeRsp;
+    ASSERT_EQ(0, storeRsp.parseRequest(&store));
+    char text[65] = "";
+    EXPECT_EQ(0, storeRsp.getValue(T_0000_0300_receiver, text, 16));
+    EXPECT_STREQ("MODALITY", text);
+    EXPECT_NE(0, storeRsp.getElem(T_0000_0200_initiator, static_cast<DcElem**>(nullptr)));
 
-TEST(CmdParseRequestNSet, RequestedUidsBecomeTheAffectedOnes)
-{
-    DcCmdNSetRq rq;
-    addRequired(&rq, T_0000_0110_messageId);
-    rq.add(new DcElem(T_0000_0003_requestedSopClassUid, "1.2.840.10008.5.1.1.1"));
-    rq.add(new DcElem(T_0000_1001_requestedSopInstanceUid, "1.2.3.9"));
-    DcCmdNSetRsp rsp;
-    ASSERT_EQ(0, rsp.parseRequest(&rq));
-    char uid[65] = "";
-    EXPECT_EQ(0, rsp.getValue(T_0000_0002_affectedSopClassUid, uid, 64));
-    EXPECT_STREQ("1.2.840.10008.5.1.1.1", uid);
-    EXPECT_EQ(0, rsp.getValue(T_0000_1000_affectedSopInstanceUid, uid, 64));
-    EXPECT_STREQ("1.2.3.9", uid);
-}
+    DcCmdNSetRq set;
+    addRequired(&set, T_0000_0110_messageId);
+    set.add(new DcElem(T_0000_0003_requestedSopClassUid, "1.2.840.10008.5.1.1.1"));
+    set.add(new DcElem(T_0000_1001_requestedSopInstanceUid, "1.2.3.9"));
+    DcCmdNSetRsp setRsp;
+    ASSERT_EQ(0, setRsp.parseRequest(&set));
+    EXPECT_EQ(0, setRsp.getValue(T_0000_0002_affectedSopClassUid, text, 64));
+    EXPECT_STREQ("1.2.840.10008.5.1.1.1", text);
+    EXPECT_EQ(0, setRsp.getValue(T_0000_1000_affectedSopInstanceUid, text, 64));
+    EXPECT_STREQ("1.2.3.9", text);
 
-TEST(CmdParseRequestNCreate, OptionalUidsAreCopiedWhenPresent)
-{
     DcCmdNCreateRq bare;
     addRequired(&bare, T_0000_0110_messageId);
-    DcCmdNCreateRsp rspBare;
-    ASSERT_EQ(0, rspBare.parseRequest(&bare));
-    EXPECT_NE(0, rspBare.getElem(T_0000_0002_affectedSopClassUid, static_cast<DcElem**>(nullptr)));
-
-    DcCmdNCreateRq full;
-    addRequired(&full, T_0000_0110_messageId);
-    addRequired(&full, T_0000_0002_affectedSopClassUid);
-    addRequired(&full, T_0000_1000_affectedSopInstanceUid);
-    DcCmdNCreateRsp rsp;
-    ASSERT_EQ(0, rsp.parseRequest(&full));
-    EXPECT_EQ(0, rsp.getElem(T_0000_0002_affectedSopClassUid, static_cast<DcElem**>(nullptr)));
-    EXPECT_EQ(0, rsp.getElem(T_0000_1000_affectedSopInstanceUid, static_cast<DcElem**>(nullptr)));
+    DcCmdNCreateRsp bareRsp;
+    ASSERT_EQ(0, bareRsp.parseRequest(&bare));
+    EXPECT_NE(0, bareRsp.getElem(T_0000_0002_affectedSopClassUid, static_cast<DcElem**>(nullptr)));
+    addRequired(&bare, T_0000_0002_affectedSopClassUid);
+    addRequired(&bare, T_0000_1000_affectedSopInstanceUid);
+    DcCmdNCreateRsp fullRsp;
+    ASSERT_EQ(0, fullRsp.parseRequest(&bare));
+    EXPECT_EQ(0, fullRsp.getElem(T_0000_0002_affectedSopClassUid, static_cast<DcElem**>(nullptr)));
+    EXPECT_EQ(0, fullRsp.getElem(T_0000_1000_affectedSopInstanceUid, static_cast<DcElem**>(nullptr)));
 }
