@@ -63,7 +63,8 @@ TEST_F(Config, ConnectChecksItsParameters)
     EXPECT_EQ("verifyValueUI", log.find("Illegal character 'x' (0x78) in string")->function);
 }
 
-TEST_F(Config, InvalidTableEntriesAreReportedAndSkipped)
+// A maximum PDU length below 4096 leaves the previous one.
+TEST_F(Config, InvalidTableEntriesAndPduLengthAreReportedAndSkipped)
 {
     ScpThread scp;
     scp.start();
@@ -72,6 +73,7 @@ TEST_F(Config, InvalidTableEntriesAreReportedAndSkipped)
     scu.sopXfer.push_back(sopEntry(UID_LITTLE_ENDIAN_EXPLICIT, {UID_LITTLE_ENDIAN_IMPLICIT}));
     scu.sopXfer.push_back(sopEntry(UID_CT_IMAGE_STORAGE, {UID_VERIFICATION}));
     scu.sopXfer.push_back(sopEntry(UID_VERIFICATION, {UID_MR_IMAGE_STORAGE, UID_LITTLE_ENDIAN_IMPLICIT}));
+    scu.info.maxPduLen = 4095;
     LogCapture log;
     ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
     char explicitLe[80], verification[80], ct[80], mr[80];
@@ -88,21 +90,9 @@ TEST_F(Config, InvalidTableEntriesAreReportedAndSkipped)
     EXPECT_EQ(1, info.assoNum);
     EXPECT_EQ(UID_VERIFICATION, info.sopClass[0]);
     EXPECT_EQ(UID_LITTLE_ENDIAN_IMPLICIT, info.xferSyn[0]);
-    scu.msm.releaseAssociation();
-    EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
-}
-
-TEST_F(Config, SmallMaximumPduLengthLeavesThePreviousOne)
-{
-    ScpThread scp;
-    scp.start();
-    Scu scu(scp.port);
-    scu.info.maxPduLen = 4095;
-    ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
     ASSERT_TRUE(scp.waitFor(MSM_READ_ASSO_RQ));
-    DcMsmAssoInfo seen;
-    scp.scp.getAssoInfo(seen);
-    EXPECT_EQ(65536u, seen.maxPduLen);
+    scp.scp.getAssoInfo(info);
+    EXPECT_EQ(65536u, info.maxPduLen);
     scu.msm.releaseAssociation();
     EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
 }

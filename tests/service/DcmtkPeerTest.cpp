@@ -37,11 +37,11 @@ struct StoredFile {
         DcDirMetaInfo info;
         DcElemList set;
         read = dirReadFile(path.c_str(), info, set) == 0;
-        char text[128] = "";
-        set.getValue(static_cast<int>(T_0008_0018_sopInstanceUid), text, 64, ELEM_VAL_INDEX_KEEP);
-        instance = text;
-        set.getValue(static_cast<int>(T_0010_0010_patientName), text, 64, ELEM_VAL_INDEX_KEEP);
-        name = text;
+        char text[2][65] = {"", ""};
+        set.getValue(static_cast<int>(T_0008_0018_sopInstanceUid), text[0], 64, ELEM_VAL_INDEX_KEEP);
+        set.getValue(static_cast<int>(T_0010_0010_patientName), text[1], 64, ELEM_VAL_INDEX_KEEP);
+        instance = text[0];
+        name = text[1];
         DcBuf value;
         if (set.getValue(static_cast<int>(T_7fe0_0010_pixelData), value, ELEM_VAL_INDEX_KEEP) == 0 &&
             value.getType() == BUF_MEMORY)
@@ -72,15 +72,13 @@ struct TempDir {
     std::string path;
 };
 
-// Waits until something listens on the port.
-bool listening(int port, int seconds)
+// Waits up to ten seconds until something listens on the port.
+bool listening(int port)
 {
-    for (int i = 0; i < seconds * 20; i++) {
+    for (int i = 0; i < 200; i++) {
         int sock = connectTo(port);
-        if (sock >= 0) {
-            close(sock);
-            return true;
-        }
+        if (sock >= 0)
+            return close(sock) == 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return false;
@@ -145,17 +143,10 @@ TEST_F(DcmtkPeer, OurScuStoresIntoStorescp)
     int port = freePort();
     PeerProcess storescp({"storescp", "-aet", "STORESCP", "-od", dir.path, std::to_string(port)});
     ASSERT_GT(storescp.pid, 0);
-    ASSERT_TRUE(listening(port, 10));
+    ASSERT_TRUE(listening(port));
     Scu scu(port);
     ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
-    DcCmdCEchoRq echo;
-    echo.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
-    ASSERT_EQ(0, scu.msm.write(UID_VERIFICATION, &echo));
     DcMsg* rsp = nullptr;
-    ASSERT_EQ(MSM_READ_MESSAGE, scu.read(&rsp));
-    EXPECT_EQ(MSG_C_ECHO_RSP, typeOf(rsp));
-    EXPECT_EQ(0, statusOf(rsp));
-    delete rsp;
     std::vector<Bytes> sent = {pattern(2 * 1024 * 1024, 8), pattern(12, 9)};
     for (size_t i = 0; i < sent.size(); i++) {
         std::string instance = "1.2.3.7." + std::to_string(i);

@@ -122,9 +122,8 @@ TEST_F(Faults, ScuSeesTheScpVanishMidTransfer)
         Scu scu(port);
         ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
         acceptor.join();
-        DcCmdCEchoRq rq;
-        rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
-        scu.msm.write(UID_CT_IMAGE_STORAGE, &rq);
+        std::unique_ptr<DcCmdCEchoRq> rq(echoRequest());
+        scu.msm.write(UID_CT_IMAGE_STORAGE, rq.get());
         EXPECT_EQ(MSM_READ_CONNECTION_LOST, scu.read(nullptr));
         EXPECT_EQ(MSM_READ_NO_CONNECTION, scu.read(nullptr));
         scp.reset();

@@ -137,12 +137,6 @@ DcCmd* filledRequest(DcCmd* rq)
     return rq;
 }
 
-struct ServicePair {
-    DcCmd* (*request)();
-    MSG_TYPE requestType;
-    MSG_TYPE responseType;
-};
-
 template <typename T>
 DcCmd* make()
 {
@@ -158,80 +152,67 @@ DcCmd* answer(DcCmd* rq)
     return rsp;
 }
 
-DcCmd* answerFor(DcCmd* rq)
-{
-    MSG_TYPE type = MSG_NONE;
-    rq->getType(type);
-    switch (type) {
-    case MSG_C_GET_RQ: return answer<DcCmdCGetRsp>(rq);
-    case MSG_C_MOVE_RQ: return answer<DcCmdCMoveRsp>(rq);
-    case MSG_N_EVENT_REPORT_RQ: return answer<DcCmdNEventRsp>(rq);
-    case MSG_N_GET_RQ: return answer<DcCmdNGetRsp>(rq);
-    case MSG_N_SET_RQ: return answer<DcCmdNSetRsp>(rq);
-    case MSG_N_ACTION_RQ: return answer<DcCmdNActionRsp>(rq);
-    case MSG_N_CREATE_RQ: return answer<DcCmdNCreateRsp>(rq);
-    case MSG_N_DELETE_RQ: return answer<DcCmdNDeleteRsp>(rq);
-    default: return nullptr;
-    }
-}
+struct ServicePair {
+    DcCmd* (*request)();
+    DcCmd* (*response)(DcCmd*);
+    MSG_TYPE requestType;
+    MSG_TYPE responseType;
+};
+
+const ServicePair SERVICES[] = {
+    {make<DcCmdCGetRq>, answer<DcCmdCGetRsp>, MSG_C_GET_RQ, MSG_C_GET_RSP},
+    {make<DcCmdCMoveRq>, answer<DcCmdCMoveRsp>, MSG_C_MOVE_RQ, MSG_C_MOVE_RSP},
+    {make<DcCmdNEventRq>, answer<DcCmdNEventRsp>, MSG_N_EVENT_REPORT_RQ, MSG_N_EVENT_REPORT_RSP},
+    {make<DcCmdNGetRq>, answer<DcCmdNGetRsp>, MSG_N_GET_RQ, MSG_N_GET_RSP},
+    {make<DcCmdNSetRq>, answer<DcCmdNSetRsp>, MSG_N_SET_RQ, MSG_N_SET_RSP},
+    {make<DcCmdNActionRq>, answer<DcCmdNActionRsp>, MSG_N_ACTION_RQ, MSG_N_ACTION_RSP},
+    {make<DcCmdNCreateRq>, answer<DcCmdNCreateRsp>, MSG_N_CREATE_RQ, MSG_N_CREATE_RSP},
+    {make<DcCmdNDeleteRq>, answer<DcCmdNDeleteRsp>, MSG_N_DELETE_RQ, MSG_N_DELETE_RSP},
+};
 
 }
 
 TEST_F(Messages, RequestsOfEveryServiceReachTheApplicationAndAreAnswered)
 {
-    const ServicePair services[] = {
-        {make<DcCmdCGetRq>, MSG_C_GET_RQ, MSG_C_GET_RSP},
-        {make<DcCmdCMoveRq>, MSG_C_MOVE_RQ, MSG_C_MOVE_RSP},
-        {make<DcCmdNEventRq>, MSG_N_EVENT_REPORT_RQ, MSG_N_EVENT_REPORT_RSP},
-        {make<DcCmdNGetRq>, MSG_N_GET_RQ, MSG_N_GET_RSP},
-        {make<DcCmdNSetRq>, MSG_N_SET_RQ, MSG_N_SET_RSP},
-        {make<DcCmdNActionRq>, MSG_N_ACTION_RQ, MSG_N_ACTION_RSP},
-        {make<DcCmdNCreateRq>, MSG_N_CREATE_RQ, MSG_N_CREATE_RSP},
-        {make<DcCmdNDeleteRq>, MSG_N_DELETE_RQ, MSG_N_DELETE_RSP},
-    };
     ScpThread scp;
-    std::vector<MSG_TYPE> seen;
+    std::vector<MSG_TYPE> requests;
     scp.handler = [&](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
-        seen.push_back(typeOf(msg));
         if (typeOf(msg) == MSG_IOD)
             return;
-        std::unique_ptr<DcCmd> rsp(answerFor(static_cast<DcCmd*>(msg)));
-        if (!rsp)
-            return;
-        rsp->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
-        msm.write(sop, rsp.get());
+        requests.push_back(typeOf(msg));
+        for (const ServicePair& service : SERVICES) {
+            if (service.requestType != typeOf(msg))
+                continue;
+            std::unique_ptr<DcCmd> rsp(service.response(static_cast<DcCmd*>(msg)));
+            rsp->add(new DcElem(static_cast<int>(T_0000_0900_status), static_cast<unsigned short>(0)));
+            msm.write(sop, rsp.get());
+        }
     };
     scp.start();
     Scu scu(scp.port);
     ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
     LogCapture log;
-    for (const ServicePair& service : services) {
+    std::vector<MSG_TYPE> expected;
+    for (const ServicePair& service : SERVICES) {
+        SCOPED_TRACE(service.requestType);
+        expected.push_back(service.requestType);
         std::unique_ptr<DcCmd> rq(filledRequest(service.request()));
-        ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, rq.get())) << service.requestType;
+        ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, rq.get()));
         DcMsg* rsp = nullptr;
         ASSERT_EQ(MSM_READ_MESSAGE, scu.read(&rsp));
         std::unique_ptr<DcMsg> owned(rsp);
         EXPECT_EQ(service.responseType, typeOf(rsp));
-        EXPECT_EQ(77u, [&] {
-            unsigned short id = 0;
-            rsp->getValue(static_cast<int>(T_0000_0120_messageIdBeingRespondedTo), id, ELEM_VAL_INDEX_KEEP);
-            return static_cast<unsigned int>(id);
-        }());
+        unsigned short id = 0;
+        rsp->getValue(static_cast<int>(T_0000_0120_messageIdBeingRespondedTo), id, ELEM_VAL_INDEX_KEEP);
+        EXPECT_EQ(77, id);
     }
     std::unique_ptr<DcCmd> cancel(filledRequest(new DcCmdCCancelRq()));
     ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, cancel.get()));
+    expected.push_back(MSG_C_CANCEL_RQ);
     scu.msm.releaseAssociation();
     EXPECT_EQ(MSM_READ_RELEASE_RQ, scu.read(nullptr));
     ASSERT_TRUE(scp.waitFor(MSM_READ_RELEASE_RQ));
     scp.stop();
-    std::vector<MSG_TYPE> requests;
-    for (MSG_TYPE type : seen)
-        if (type != MSG_IOD)
-            requests.push_back(type);
-    std::vector<MSG_TYPE> expected;
-    for (const ServicePair& service : services)
-        expected.push_back(service.requestType);
-    expected.push_back(MSG_C_CANCEL_RQ);
     EXPECT_EQ(expected, requests);
 }
 
@@ -242,8 +223,8 @@ TEST_F(Messages, WriteChoosesTheContextOrSaysWhyNot)
     Scu scu(scp.port);
     ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
     LogCapture log;
-    DcCmdCEchoRq rq;
-    rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
+    std::unique_ptr<DcCmdCEchoRq> echo(echoRequest());
+    DcCmdCEchoRq& rq = *echo;
     EXPECT_EQ(MSM_ERR_NO_PRES_CTX, scu.msm.write(static_cast<unsigned char>(9), &rq));
     EXPECT_TRUE(log.has("Invalid presentation context"));
     EXPECT_EQ(MSM_ERR_NO_PRES_CTX, scu.msm.write(UID_MR_IMAGE_STORAGE, &rq));
@@ -297,10 +278,6 @@ TEST_F(Messages, PixelDataHandleIsADuplicateReplacedOnTheNextSet)
     msm.getPixelDataHandle(none);
     EXPECT_EQ(-1, none);
     close(fd);
-    EXPECT_EQ(0, msm.setReadDumpHandle(42));
-    int dump = 0;
-    msm.getReadDumpHandle(dump);
-    EXPECT_EQ(42, dump);
 }
 
 namespace {

@@ -109,12 +109,11 @@ public:
     DcMsmScpInfo info;
     std::vector<DcMsmSopXferSyn> sopXfer;
     Handler handler;
-    int connectStatus = -1;
 
 private:
     void run()
     {
-        connectStatus = scp.connect(info);
+        scp.connect(info);
         while (!stopping) {
             DICT_UID sop = UID_NONE;
             DcMsg* msg = nullptr;
@@ -181,6 +180,13 @@ inline std::string textOf(DcMsg* msg, int tag)
     char text[128] = "";
     msg->getValue(tag, text, 64, ELEM_VAL_INDEX_KEEP);
     return text;
+}
+
+inline DcCmdCEchoRq* echoRequest()
+{
+    DcCmdCEchoRq* rq = new DcCmdCEchoRq();
+    rq->add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
+    return rq;
 }
 
 inline Bytes pattern(size_t len, unsigned int seed)
