@@ -2,9 +2,6 @@
 #include <atomic>
 #include <thread>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <Brenik3.h>
@@ -25,16 +22,10 @@ public:
     }
     ~FindScp()
     {
-        if (!finished) {
-            // A connection that says nothing ends a wait in accept.
-            int sock = socket(AF_INET, SOCK_STREAM, 0);
-            sockaddr_in addr{};
-            addr.sin_family = AF_INET;
-            addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-            addr.sin_port = htons(static_cast<uint16_t>(port));
-            connect(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+        // A connection that says nothing ends a wait in accept.
+        int sock = finished ? -1 : connectLoopback(port);
+        if (sock >= 0)
             close(sock);
-        }
         worker.join();
     }
 
@@ -120,8 +111,11 @@ protected:
     }
 };
 
-TEST_F(FindTool, PrintsEachMatchOfTheKeysItSent)
+TEST_F(FindTool, PrintsEachMatchOfTheKeysItSentAndRefusesUnknownKeys)
 {
+    RunResult unknown = tool("b3-find", {"-k", "noSuchAttribute=1", "127.0.0.1:1"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_NE(unknown.err.find("unknown key 'noSuchAttribute'"), std::string::npos) << unknown.err;
     FindScp scp(port);
     RunResult r = tool("b3-find", {"-aec", "FINDSCP", "-k", "patientName=DOE*", "-k", "0020,000d", address}, 30);
     EXPECT_EQ(r.status, 0) << r.out << r.err;
@@ -133,11 +127,4 @@ TEST_F(FindTool, PrintsEachMatchOfTheKeysItSent)
     EXPECT_EQ(scp.patientKey, "DOE*");
     EXPECT_EQ(scp.level, "STUDY");
     EXPECT_TRUE(scp.sawStudyUidKey);
-}
-
-TEST_F(FindTool, RefusesAKeyTheDictionaryDoesNotKnow)
-{
-    RunResult r = tool("b3-find", {"-k", "noSuchAttribute=1", "127.0.0.1:1"});
-    EXPECT_EQ(r.status, 2);
-    EXPECT_NE(r.err.find("unknown key 'noSuchAttribute'"), std::string::npos) << r.err;
 }

@@ -154,19 +154,26 @@ bool Background::waitForOutput(const std::string& text, int timeoutSeconds)
     return output().find(text) != std::string::npos;
 }
 
+int connectLoopback(int port)
+{
+    int sock = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    if (connect(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0)
+        return sock;
+    close(sock);
+    return -1;
+}
+
 bool waitForListener(int port, int timeoutSeconds)
 {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
     while (std::chrono::steady_clock::now() < deadline) {
-        int sock = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in addr{};
-        addr.sin_family = AF_INET;
-        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        addr.sin_port = htons(static_cast<uint16_t>(port));
-        bool up = connect(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
-        close(sock);
-        if (up)
-            return true;
+        int sock = connectLoopback(port);
+        if (sock >= 0)
+            return close(sock) == 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return false;

@@ -45,6 +45,8 @@ private:
     int exitStatus = -1;
 };
 
+// A socket connected to 127.0.0.1:port, or -1.
+int connectLoopback(int port);
 // Waits until something accepts connections on 127.0.0.1:port.
 bool waitForListener(int port, int timeoutSeconds = 15);
 std::vector<std::string> filesUnder(const std::string& dir);
