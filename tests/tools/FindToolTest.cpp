@@ -23,7 +23,7 @@ public:
     ~FindScp()
     {
         // A connection that says nothing ends a wait in accept.
-        int sock = finished ? -1 : connectLoopback(port);
+        int sock = finished ? -1 : connectTo(port);
         if (sock >= 0)
             close(sock);
         worker.join();

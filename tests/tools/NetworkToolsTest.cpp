@@ -114,7 +114,7 @@ TEST_F(NetworkTools, ReceiverServesAnotherCallerWhileOneAssociationStaysOpen)
 {
     startReceiver();
     // A caller that connects and says nothing keeps its association process busy.
-    int idle = connectLoopback(port);
+    int idle = connectTo(port);
     ASSERT_GE(idle, 0);
     std::string a = makeSeries("a", 2);
     std::string b = makeSeries("b", 2);

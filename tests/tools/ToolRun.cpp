@@ -10,9 +10,6 @@
 #include <sstream>
 #include <thread>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -55,32 +52,6 @@ int reap(pid_t pid, int timeoutSeconds)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-}
-
-int freePort()
-{
-    int sock = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    int port = -1;
-    if (bind(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
-        getsockname(sock, reinterpret_cast<sockaddr*>(&addr), &len) == 0)
-        port = ntohs(addr.sin_port);
-    close(sock);
-    return port;
-}
-
-bool programOnPath(const std::string& name)
-{
-    const char* path = getenv("PATH");
-    std::stringstream dirs(path ? path : "/usr/bin:/bin");
-    std::string dir;
-    while (std::getline(dirs, dir, ':'))
-        if (!dir.empty() && access((dir + "/" + name).c_str(), X_OK) == 0)
-            return true;
-    return false;
 }
 
 }
@@ -154,24 +125,11 @@ bool Background::waitForOutput(const std::string& text, int timeoutSeconds)
     return output().find(text) != std::string::npos;
 }
 
-int connectLoopback(int port)
-{
-    int sock = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = htons(static_cast<uint16_t>(port));
-    if (connect(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0)
-        return sock;
-    close(sock);
-    return -1;
-}
-
 bool waitForListener(int port, int timeoutSeconds)
 {
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
     while (std::chrono::steady_clock::now() < deadline) {
-        int sock = connectLoopback(port);
+        int sock = connectTo(port);
         if (sock >= 0)
             return close(sock) == 0;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -226,7 +184,7 @@ void ToolTest::need(const std::vector<std::string>& tools, const std::vector<std
         if (access(toolPath(name).c_str(), X_OK) != 0)
             GTEST_SKIP() << name << " not built";
     for (const std::string& name : programs)
-        if (!programOnPath(name))
+        if (!have(name))
             GTEST_SKIP() << "dcmtk's " << name << " not installed";
 }
 

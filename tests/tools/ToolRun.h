@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include "tests/network/NetTestUtil.h"
+
 struct RunResult {
     int status = -1;  // exit status; -1 when killed or not started
     std::string out;
@@ -45,8 +47,6 @@ private:
     int exitStatus = -1;
 };
 
-// A socket connected to 127.0.0.1:port, or -1.
-int connectLoopback(int port);
 // Waits until something accepts connections on 127.0.0.1:port.
 bool waitForListener(int port, int timeoutSeconds = 15);
 std::vector<std::string> filesUnder(const std::string& dir);
