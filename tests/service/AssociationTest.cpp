@@ -1,7 +1,5 @@
 #include "tests/service/ServiceTestUtil.h"
 
-#include "dictionary/DcDict.h"
-
 namespace {
 
 class Association : public ListenTableTest {};
@@ -76,12 +74,6 @@ TEST_F(Association, NegotiatedContextsFollowTheAcceptorsPreferenceAndPrint)
     FILE* out = open_memstream(&text, &size);
     scu.msm.printAssoInfo(out);
     fclose(out);
-    char verification[64], ct[64], mr[64], implicit[64], explicitLe[64];
-    Dict.getDesc(UID_VERIFICATION, verification);
-    Dict.getDesc(UID_CT_IMAGE_STORAGE, ct);
-    Dict.getDesc(UID_MR_IMAGE_STORAGE, mr);
-    Dict.getDesc(UID_LITTLE_ENDIAN_IMPLICIT, implicit);
-    Dict.getDesc(UID_LITTLE_ENDIAN_EXPLICIT, explicitLe);
     char expected[2048];
     snprintf(expected, sizeof expected,
              "IP Address     : 127.0.0.1 \nCallingAeTitle : STORESCU\nCalledAeTitle  : STORESCP\n"
@@ -89,7 +81,9 @@ TEST_F(Association, NegotiatedContextsFollowTheAcceptorsPreferenceAndPrint)
              "AssoNum        : 3\n\nID     SOP Class                Transfer Syntax       Result   Role\n\n"
              "01. %-24.24s %22.22s   Accept   \n03. %-24.24s %22.22s   Accept   \n"
              "05. %-24.24s %22.22s   SOP rejected\n\n",
-             verification, implicit, ct, explicitLe, mr, "None");
+             descOf(UID_VERIFICATION).c_str(), descOf(UID_LITTLE_ENDIAN_IMPLICIT).c_str(),
+             descOf(UID_CT_IMAGE_STORAGE).c_str(), descOf(UID_LITTLE_ENDIAN_EXPLICIT).c_str(),
+             descOf(UID_MR_IMAGE_STORAGE).c_str(), "None");
     EXPECT_EQ(std::string(expected), std::string(text, size));
     free(text);
     scu.msm.abortAssociation();

@@ -1,7 +1,5 @@
 #include "tests/service/ServiceTestUtil.h"
 
-#include "dictionary/DcDict.h"
-
 namespace {
 
 class Config : public ListenTableTest {};
@@ -76,15 +74,10 @@ TEST_F(Config, InvalidTableEntriesAndPduLengthAreReportedAndSkipped)
     scu.info.maxPduLen = 4095;
     LogCapture log;
     ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
-    char explicitLe[80], verification[80], ct[80], mr[80];
-    Dict.getDesc(UID_LITTLE_ENDIAN_EXPLICIT, explicitLe);
-    Dict.getDesc(UID_VERIFICATION, verification);
-    Dict.getDesc(UID_CT_IMAGE_STORAGE, ct);
-    Dict.getDesc(UID_MR_IMAGE_STORAGE, mr);
-    EXPECT_TRUE(log.has(std::string("'") + explicitLe + "' is not an SOP Class UID"));
-    EXPECT_TRUE(log.has(std::string("'") + verification + "' is not a Transfer Syntax UID"));
-    EXPECT_TRUE(log.has(std::string("No valid Transfer Syntax provided for SOP Class '") + ct + "'"));
-    EXPECT_TRUE(log.has(std::string("'") + mr + "' is not a Transfer Syntax UID"));
+    EXPECT_TRUE(log.has("'" + descOf(UID_LITTLE_ENDIAN_EXPLICIT) + "' is not an SOP Class UID"));
+    EXPECT_TRUE(log.has("'" + descOf(UID_VERIFICATION) + "' is not a Transfer Syntax UID"));
+    EXPECT_TRUE(log.has("No valid Transfer Syntax provided for SOP Class '" + descOf(UID_CT_IMAGE_STORAGE) + "'"));
+    EXPECT_TRUE(log.has("'" + descOf(UID_MR_IMAGE_STORAGE) + "' is not a Transfer Syntax UID"));
     DcMsmAssoInfo info;
     scu.msm.getAssoInfo(info);
     EXPECT_EQ(1, info.assoNum);

@@ -18,10 +18,7 @@ std::string writeCtFile(const std::string& dir, const std::string& instance, con
     data.add(new DcElem(static_cast<int>(T_0010_0020_patientId), "PID1"));
     data.add(new DcElem(static_cast<int>(T_0020_000d_studyInstanceUid), "1.2.3.100"));
     data.add(new DcElem(static_cast<int>(T_0020_000e_seriesInstanceUid), "1.2.3.101"));
-    void* block = malloc(pixels.size());
-    memcpy(block, pixels.data(), pixels.size());
-    DcBuf value(block, static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT);
-    data.add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), &value));
+    data.add(bytesElem(static_cast<int>(T_7fe0_0010_pixelData), pixels));
     DcDirMetaInfo info;
     info.xferSyn = UID_LITTLE_ENDIAN_IMPLICIT;
     std::string path = dir + "/" + instance + ".dcm";

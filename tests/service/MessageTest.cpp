@@ -300,11 +300,8 @@ TEST_F(Messages, HeaderAboveTwoMegabytesIsNotGivenToTheCallback)
     ASSERT_EQ(MSM_READ_ACCEPTED, scu.connect());
     LogCapture log;
     std::unique_ptr<DcCmdCStoreRq> rq(storeRequest("1.2.3.6", pattern(64, 2)));
-    Bytes big = pattern(TUL_PIX_HEADER_LIMIT + 2, 4);
-    void* block = malloc(big.size());
-    memcpy(block, big.data(), big.size());
-    DcBuf value(block, static_cast<unsigned int>(big.size()), UID_LITTLE_ENDIAN_IMPLICIT);
-    rq->add(new DcElem(static_cast<int>(T_0028_1201_redPaletteColorLookupTableData), &value));
+    rq->add(bytesElem(static_cast<int>(T_0028_1201_redPaletteColorLookupTableData),
+                      pattern(TUL_PIX_HEADER_LIMIT + 2, 4)));
     ASSERT_EQ(0, scu.msm.write(UID_CT_IMAGE_STORAGE, rq.get()));
     ASSERT_TRUE(scp.waitFor(MSM_READ_PROTOCOL_ERROR));
     EXPECT_EQ(0, calls);

@@ -18,6 +18,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "dictionary/DcDict.h"
 #include "message/DcCmdCEcho.h"
 #include "message/DcCmdCFind.h"
 #include "message/DcCmdCStore.h"
@@ -175,6 +176,13 @@ inline MSG_TYPE typeOf(DcMsg* msg)
     return type;
 }
 
+inline std::string descOf(DICT_UID uid)
+{
+    char desc[80] = "";
+    Dict.getDesc(uid, desc);
+    return desc;
+}
+
 inline std::string textOf(DcMsg* msg, int tag)
 {
     char text[128] = "";
@@ -211,6 +219,15 @@ inline Bytes pixelsOf(DcMsg* msg)
     return out;
 }
 
+// An element holding a copy of the bytes in memory.
+inline DcElem* bytesElem(int tag, const Bytes& bytes)
+{
+    void* block = malloc(bytes.size());
+    memcpy(block, bytes.data(), bytes.size());
+    DcBuf buf(block, static_cast<unsigned int>(bytes.size()), UID_LITTLE_ENDIAN_IMPLICIT);
+    return new DcElem(tag, &buf);
+}
+
 inline DcCmdCStoreRq* storeRequest(const char* instance, const Bytes& pixels, int fileHandle = -1)
 {
     DcCmdCStoreRq* rq = new DcCmdCStoreRq();
@@ -221,15 +238,11 @@ inline DcCmdCStoreRq* storeRequest(const char* instance, const Bytes& pixels, in
     rq->add(new DcElem(static_cast<int>(T_0008_0018_sopInstanceUid), instance));
     rq->add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^Jane"));
     rq->add(new DcElem(static_cast<int>(T_0028_0010_rows), static_cast<unsigned short>(512)));
-    if (fileHandle >= 0) {
+    if (fileHandle >= 0)
         rq->add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), fileHandle, 0,
                            static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT));
-    } else {
-        void* block = malloc(pixels.size());
-        memcpy(block, pixels.data(), pixels.size());
-        DcBuf buf(block, static_cast<unsigned int>(pixels.size()), UID_LITTLE_ENDIAN_IMPLICIT);
-        rq->add(new DcElem(static_cast<int>(T_7fe0_0010_pixelData), &buf));
-    }
+    else
+        rq->add(bytesElem(static_cast<int>(T_7fe0_0010_pixelData), pixels));
     return rq;
 }
 
