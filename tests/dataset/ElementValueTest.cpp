@@ -137,7 +137,6 @@ TEST(ElementValues, ReadsKeepOrAdvanceTheIndex)
 {
     DcElem elem(T_0008_0008_imageType, "A\\B");
     EXPECT_EQ(text(elem, ELEM_VAL_INDEX_KEEP), "A");
-    EXPECT_EQ(text(elem, ELEM_VAL_INDEX_KEEP), "A");
     EXPECT_EQ(text(elem), "A");
     EXPECT_EQ(text(elem), "B");
     char buf[8];
