@@ -23,15 +23,6 @@ Bytes chars(const char* text, size_t len)
     return Bytes(text, text + len);
 }
 
-std::unique_ptr<DcElem> withValues(unsigned int tag, std::initializer_list<unsigned short> values)
-{
-    std::unique_ptr<DcElem> elem(new DcElem(groupOf(tag), elementOf(tag)));
-    elem->deleteAllValues();
-    for (unsigned short v : values)
-        elem->addValue(v);
-    return elem;
-}
-
 std::unique_ptr<DcElem> withRaw(unsigned int tag, Bytes data, DICT_UID xfer)
 {
     std::unique_ptr<DcElem> elem(new DcElem(groupOf(tag), elementOf(tag)));
@@ -55,8 +46,12 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
         Bytes expected;
     };
     auto uid = [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_0014_instanceCreatorUid, "1.2.3")); };
-    auto lut = [] { return withValues(0x00281101, {0x0102, 0x0304, 0x0506}); };
-    auto fd = [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_2134_eventTimeOffset, 1.0)); };
+    auto lut = [] {
+        std::unique_ptr<DcElem> elem(new DcElem(T_0028_1101_redLutDescriptor));
+        for (unsigned short v : {0x0102, 0x0304, 0x0506})
+            elem->addValue(v);
+        return elem;
+    };
     auto at = [atTag] {
         std::unique_ptr<DcElem> elem(new DcElem(groupOf(atTag), elementOf(atTag)));
         elem->addValue("(0010,0020)\\(7fe0,0010)");
@@ -79,7 +74,8 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
              return ul;
          },
          BEE, {0x00, 0x08, 0x00, 0x00, 'U', 'L', 0x00, 0x04, 0x12, 0x34, 0x56, 0x78}},
-        {"FD big endian", fd, BEE, {0x00, 0x08, 0x21, 0x34, 'F', 'D', 0x00, 0x08, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0}},
+        {"FD big endian", [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_2134_eventTimeOffset, 1.0)); }, BEE,
+         {0x00, 0x08, 0x21, 0x34, 'F', 'D', 0x00, 0x08, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0}},
         {"AT four bytes a tag", at, LEE,
          {0x09, 0x00, 0x08, 0x10, 'A', 'T', 0x08, 0x00, 0x10, 0x00, 0x20, 0x00, 0xE0, 0x7F, 0x10, 0x00}},
         {"command group always implicit little endian",
