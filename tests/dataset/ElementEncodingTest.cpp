@@ -60,22 +60,9 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
     auto pixels = [] { return withRaw(0x7FE00010, fragments, UID_JPEG_BASELINE); };
     const Case cases[] = {
         {"UI explicit", uid, LEE, concat({{0x08, 0x00, 0x14, 0x00, 'U', 'I', 0x06, 0x00}, chars("1.2.3\0", 6)})},
-        {"CS joined by backslashes", [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_0008_imageType, "AB\\C")); },
-         LEE, concat({{0x08, 0x00, 0x08, 0x00, 'C', 'S', 0x04, 0x00}, chars("AB\\C", 4)})},
         {"CS padded with a space", [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_0008_imageType, "ABC")); },
          LEE, concat({{0x08, 0x00, 0x08, 0x00, 'C', 'S', 0x04, 0x00}, chars("ABC ", 4)})},
         {"XS big endian", lut, BEE, {0x00, 0x28, 0x11, 0x01, 'U', 'S', 0x00, 0x06, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06}},
-        {"XS implicit", lut, LEI, {0x28, 0x00, 0x01, 0x11, 0x06, 0x00, 0x00, 0x00, 0x02, 0x01, 0x04, 0x03, 0x06, 0x05}},
-        {"UL big endian",
-         [] {
-             std::unique_ptr<DcElem> ul(new DcElem(T_0008_0000_groupLength));
-             ul->deleteAllValues();
-             ul->addValue(0x12345678u);
-             return ul;
-         },
-         BEE, {0x00, 0x08, 0x00, 0x00, 'U', 'L', 0x00, 0x04, 0x12, 0x34, 0x56, 0x78}},
-        {"FD big endian", [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_2134_eventTimeOffset, 1.0)); }, BEE,
-         {0x00, 0x08, 0x21, 0x34, 'F', 'D', 0x00, 0x08, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0}},
         {"AT four bytes a tag", at, LEE,
          {0x09, 0x00, 0x08, 0x10, 'A', 'T', 0x08, 0x00, 0x10, 0x00, 0x20, 0x00, 0xE0, 0x7F, 0x10, 0x00}},
         {"command group always implicit little endian",
@@ -84,8 +71,6 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
         {"file meta group in the syntax asked for",
          [] { return std::unique_ptr<DcElem>(new DcElem(T_0002_0010_transferSyntaxUid, UID_BIG_ENDIAN_EXPLICIT)); },
          BEE, concat({{0x00, 0x02, 0x00, 0x10, 'U', 'I', 0x00, 0x14}, chars("1.2.840.10008.1.2.2\0", 20)})},
-        {"OB with reserved bytes and a long length", [] { return withRaw(0x00282000, {1, 2, 3}, LEE); }, LEE,
-         {0x28, 0x00, 0x00, 0x20, 'O', 'B', 0, 0, 0x03, 0x00, 0x00, 0x00, 1, 2, 3}},
         {"OX of two buffers as OB",
          [] {
              std::unique_ptr<DcElem> ox = withRaw(0x54000110, {1, 2}, LEE);
@@ -94,9 +79,6 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
              return ox;
          },
          BEE, {0x54, 0x00, 0x01, 0x10, 'O', 'B', 0, 0, 0x00, 0x00, 0x00, 0x03, 1, 2, 3}},
-        {"UT with a long length",
-         [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_030e_privateDataElementDescription, "AB")); }, LEE,
-         {0x08, 0x00, 0x0E, 0x03, 'U', 'T', 0, 0, 0x02, 0x00, 0x00, 0x00, 'A', 'B'}},
         {"pixel data encapsulated", pixels, UID_JPEG_BASELINE,
          concat({{0xE0, 0x7F, 0x10, 0x00, 'O', 'B', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}, fragments,
                  {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0}})},
