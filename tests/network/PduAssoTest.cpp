@@ -170,44 +170,32 @@ TEST(AssoFrame, RefusedFramesSendNothing)
 {
     LogCapture log;
     SocketPair pair;
-    DcPduAssoRq pdu(pair.lib);
-    DcPduPresCtxItem noSyntax = makeItem(PRES_CTX_TYPE_RQ, 1, {});
-    pdu.presCtxItemAdd(noSyntax);
     DcPduInfoAcRq info = makeInfo("A", "B");
-    pdu.setInfo(info);
-    EXPECT_EQ(ASSO_ERR_DATA, pdu.write());
-    EXPECT_TRUE(log.has("No Transfer Syntax present"));
-    EXPECT_TRUE(log.has("No presentation context items"));
-
-    DcPduAssoRq blank(pair.lib);
+    DcPduPresCtxItem noSyntax = makeItem(PRES_CTX_TYPE_RQ, 1, {});
     DcPduPresCtxItem item = makeItem(PRES_CTX_TYPE_RQ, 1, {UID_LITTLE_ENDIAN_IMPLICIT});
+    DcPduAssoRq empty(pair.lib), blank(pair.lib), tooBig(pair.lib), noRecord(pair.lib);
+    empty.presCtxItemAdd(noSyntax);
+    empty.setInfo(info);
+    EXPECT_EQ(ASSO_ERR_DATA, empty.write());
     blank.presCtxItemAdd(item);
-    DcPduInfoAcRq blankCalled = makeInfo("    ", "B");
-    blank.setInfo(blankCalled);
-    EXPECT_EQ(ASSO_ERR_DATA, blank.write());
-    DcPduInfoAcRq blankCalling = makeInfo("A", "\t ");
-    blank.setInfo(blankCalling);
-    EXPECT_EQ(ASSO_ERR_DATA, blank.write());
-    EXPECT_TRUE(log.has("Invalid calledAeTitle"));
-    EXPECT_TRUE(log.has("Invalid callingAeTitle"));
-
-    DcPduAssoRq tooBig(pair.lib);
+    for (const DcPduInfoAcRq& titles : {makeInfo("    ", "B"), makeInfo("A", "\t ")}) {
+        blank.setInfo(titles);
+        EXPECT_EQ(ASSO_ERR_DATA, blank.write());
+    }
     DcPduInfo small;
     small.maxPduLen = 120;
     tooBig.setInfo(small);
     tooBig.setInfo(info);
     tooBig.presCtxItemAdd(item);
     EXPECT_EQ(ASSO_ERR_DATA, tooBig.write());
-
-    DcPduAssoRq noRecord(pair.lib);
     EXPECT_EQ(ASSO_ERR_DATA, noRecord.write());
-    EXPECT_TRUE(log.has("AC/RQ association data does not exist"));
     DcPduInfoAcRq out;
     EXPECT_EQ(ASSO_ERR_DATA, noRecord.getInfo(out));
-    EXPECT_TRUE(log.has("AC/RQ data does not exist"));
-    DcPduAssoAcRq wrongType(PDU_ABORT);
-    EXPECT_EQ(ASSO_ERR_PDU_TYPE, wrongType.write());
-    EXPECT_TRUE(log.has("Invalid PDU type"));
+    EXPECT_EQ(ASSO_ERR_PDU_TYPE, DcPduAssoAcRq(PDU_ABORT).write());
+    for (const char* message : {"No Transfer Syntax present", "No presentation context items", "Invalid calledAeTitle",
+                                "Invalid callingAeTitle", "AC/RQ association data does not exist",
+                                "AC/RQ data does not exist", "Invalid PDU type"})
+        EXPECT_TRUE(log.has(message)) << message;
     EXPECT_TRUE(pair.received(50).empty());
 }
 
@@ -273,13 +261,11 @@ TEST(AssoRead, ReadsBackWhatWasFramed)
 
     Items items(received);
     ASSERT_EQ(2, items.count());
-    EXPECT_EQ(unsigned(PRES_CTX_TYPE_RQ), items.item[0]->type);
-    EXPECT_EQ(1u, items.item[0]->presCtxId);
-    EXPECT_EQ(UID_VERIFICATION, items.item[0]->abstractSyntax);
-    EXPECT_EQ(UID_LITTLE_ENDIAN_EXPLICIT, items.item[0]->xferSyn[0]);
-    EXPECT_EQ(UID_LITTLE_ENDIAN_IMPLICIT, items.item[0]->xferSyn[1]);
-    EXPECT_EQ(UID_NONE, items.item[0]->xferSyn[2]);
-    EXPECT_EQ(unsigned(PDU_ROLE_SCP), items.item[0]->role);
+    const DcPduPresCtxItem& first = *items.item[0];
+    EXPECT_EQ((std::vector<unsigned>{unsigned(PRES_CTX_TYPE_RQ), 1, UID_VERIFICATION, UID_LITTLE_ENDIAN_EXPLICIT,
+                                     UID_LITTLE_ENDIAN_IMPLICIT, UID_NONE, unsigned(PDU_ROLE_SCP)}),
+              (std::vector<unsigned>{first.type, first.presCtxId, first.abstractSyntax, first.xferSyn[0],
+                                     first.xferSyn[1], first.xferSyn[2], first.role}));
     EXPECT_EQ(UID_BASIC_FILM_SESSION, items.item[1]->abstractSyntax);
     EXPECT_EQ(0u, items.item[1]->role);
 
