@@ -74,9 +74,8 @@ TEST_F(TsmListen, PortHeldByAnotherListenerFailsToBind)
 {
     int port = freePort();
     int other = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(port);
+    sockaddr_in addr = loopback(port);
+    addr.sin_addr.s_addr = htonl(INADDR_ANY);
     ASSERT_EQ(0, bind(other, reinterpret_cast<sockaddr*>(&addr), sizeof addr));
     ASSERT_EQ(0, listen(other, 1));
     LogCapture log;
