@@ -140,10 +140,9 @@ long peakRssKb()
 TEST(DataTfRead, TwoPdvsGiveTwoBuffersTheLastHeaderAndADumpCopy)
 {
     TfReader reader;
-    char name[] = "/tmp/brenik3_dump_XXXXXX";
-    int dump = mkstemp(name);
+    TempFile dump({});
     reader.pair.send(pduBody({{1, 0, {1, 2, 3}}, {7, 2, {4, 5}}}));
-    ASSERT_EQ(0, reader.pdu.read(dump, PDU_WAIT));
+    ASSERT_EQ(0, reader.pdu.read(dump.fd, PDU_WAIT));
     ASSERT_NE(nullptr, reader.pdu.firstBuf());
     EXPECT_EQ(Bytes({1, 2, 3}), reader.fragment(reader.pdu.firstBuf()));
     EXPECT_EQ(Bytes({4, 5}), reader.fragment(reader.pdu.lastBuf()));
@@ -156,10 +155,8 @@ TEST(DataTfRead, TwoPdvsGiveTwoBuffersTheLastHeaderAndADumpCopy)
     reader.pdu.getBufSize(size);
     EXPECT_EQ(5u, size);
     unsigned char copy[8];
-    EXPECT_EQ(5, pread(dump, copy, sizeof copy, 0));
+    EXPECT_EQ(5, pread(dump.fd, copy, sizeof copy, 0));
     EXPECT_EQ(0, memcmp(copy, "\x01\x02\x03\x04\x05", 5));
-    close(dump);
-    unlink(name);
 }
 
 // A PDV too short for its header leaves the next PDU unread.
