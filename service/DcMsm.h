@@ -83,6 +83,8 @@ private:
     void resetAssoInfo();
     template <typename Info>
     int prepareConnect(Info& info, const char* calledAeTitle);
+    template <typename Info>
+    void applyConnectInfo(Info& info);
     void clearAcceptList();
 
     int scuAssoRq(DcMsmScuInfo& info);

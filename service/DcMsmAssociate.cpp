@@ -74,14 +74,12 @@ int DcMsm::prepareConnect(Info& info, const char* calledAeTitle)
     return 0;
 }
 
-int DcMsm::connect(DcMsmScpInfo& info)
+// The acceptance table (a sopList alone gives Implicit VR Little Endian for
+// each class), the maximum PDU length, the time-outs and the texts of the
+// association being set up.
+template <typename Info>
+void DcMsm::applyConnectInfo(Info& info)
 {
-    if ((role & MSM_ROLE_SCP) == 0)
-        return TUL_ERR_NOT_ACCEPTOR;
-    int status = prepareConnect(info, nullptr);
-    if (status != 0)
-        return status;
-    setAeTitleAccept(info.acceptAeTitles);
     DcMsmSopXferSyn built[MSM_PRES_CTX_MAX + 1];
     DcMsmSopXferSyn* list = info.sopXferList;
     if (list == nullptr) {
@@ -96,6 +94,17 @@ int DcMsm::connect(DcMsmScpInfo& info)
     msmCopyText(appCtxName, info.appCtxName, MSM_UID_LEN);
     msmCopyText(implClassUid, info.implClassUid, MSM_UID_LEN);
     msmCopyText(implVerName, info.implVerName, MSM_VER_NAME_LEN);
+}
+
+int DcMsm::connect(DcMsmScpInfo& info)
+{
+    if ((role & MSM_ROLE_SCP) == 0)
+        return TUL_ERR_NOT_ACCEPTOR;
+    int status = prepareConnect(info, nullptr);
+    if (status != 0)
+        return status;
+    setAeTitleAccept(info.acceptAeTitles);
+    applyConnectInfo(info);
     if (startupStatus != 0)
         return startupStatus;
     return event04_connectScp();
@@ -110,20 +119,7 @@ int DcMsm::connect(const char* host, DcMsmScuInfo& info)
     int status = prepareConnect(info, info.calledAeTitle);
     if (status != 0)
         return status;
-    DcMsmSopXferSyn built[MSM_PRES_CTX_MAX + 1];
-    DcMsmSopXferSyn* list = info.sopXferList;
-    if (list == nullptr) {
-        for (int i = 0; i < MSM_PRES_CTX_MAX && info.sopList[i] != UID_NONE; i++)
-            built[i] = DcMsmSopXferSyn(info.sopList[i], nullptr, MSM_ROLE_NONE);
-        list = built;
-    }
-    setSopXferAccept(list);
-    if (info.maxPduLen >= MSM_MIN_PDU_LEN)
-        maxPduLen = info.maxPduLen;
-    setTimeoutInfo(info.timeouts);
-    msmCopyText(appCtxName, info.appCtxName, MSM_UID_LEN);
-    msmCopyText(implClassUid, info.implClassUid, MSM_UID_LEN);
-    msmCopyText(implVerName, info.implVerName, MSM_VER_NAME_LEN);
+    applyConnectInfo(info);
     status = event00_connectScu(host, tcpInfo.port);
     if (status == 0)
         status = scuAssoRq(info);
