@@ -26,6 +26,21 @@ void expectCleanDump(const std::string& path, const std::vector<std::string>& pa
         EXPECT_NE(dump.find(part), std::string::npos) << part << "\n" << dump;
 }
 
+// A 4 x 2 24-bit BMP image.
+Bytes smallBmp()
+{
+    Bytes out = {'B', 'M'};
+    for (unsigned int v : {54u + 24, 0u, 54u, 40u, 4u, 2u})
+        put32(out, v);
+    put16(out, 1);
+    put16(out, 24);
+    for (unsigned int v : {0u, 24u, 2835u, 2835u, 0u, 0u})
+        put32(out, v);
+    for (unsigned int i = 0; i < 24; ++i)
+        out.push_back(static_cast<unsigned char>(i * 10));
+    return out;
+}
+
 }
 
 TEST(DcmtkPeer, FilesWrittenHereInEachUncompressedSyntaxPassDcmftestAndDcmdump)
@@ -76,7 +91,7 @@ TEST(DcmtkPeer, DiskHeldEncapsulatedPixelsArePassedByDcmdump)
 
 TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
 {
-    REQUIRE_TOOLS("dump2dcm", "dcmconv");
+    REQUIRE_TOOLS("dump2dcm", "img2dcm", "dcmconv", "dcmdump");
     TempDir dir;
     std::ofstream(dir / "in.txt") << "(0008,0016) UI =SecondaryCaptureImageStorage\n"
                                      "(0008,0018) UI [2.999.7321.2.1]\n"
@@ -88,6 +103,8 @@ TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
                                      "(7fe0,0010) OW 0102\\0304\\0506\\0708\n";
     std::string out;
     ASSERT_EQ(run("dump2dcm +te '" + (dir / "in.txt") + "' '" + (dir / "dump.dcm") + "'", out), 0) << out;
+    writeBytes(dir / "in.bmp", smallBmp());
+    ASSERT_EQ(run("img2dcm -i BMP '" + (dir / "in.bmp") + "' '" + (dir / "img.dcm") + "'", out), 0) << out;
 
     const struct {
         const char* option;
@@ -96,8 +113,11 @@ TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
                     {"+tb", UID_BIG_ENDIAN_EXPLICIT}};
     for (auto& syntax : syntaxes) {
         SCOPED_TRACE(syntax.option);
-        ASSERT_EQ(run(std::string("dcmconv ") + syntax.option + " '" + (dir / "dump.dcm") + "' '" +
-                          (dir / "dump_conv.dcm") + "'", out), 0) << out;
+        for (const char* name : {"dump", "img"}) {
+            std::string converted = dir / (std::string(name) + "_conv.dcm");
+            ASSERT_EQ(run(std::string("dcmconv ") + syntax.option + " '" + (dir / (std::string(name) + ".dcm")) +
+                              "' '" + converted + "'", out), 0) << out;
+        }
         DcDirMetaInfo info;
         DcElemList list;
         ASSERT_EQ(dirReadFile((dir / "dump_conv.dcm").c_str(), info, list), 0);
@@ -112,6 +132,20 @@ TEST(DcmtkPeer, FilesWrittenByDcmtkAreReadWithTheirMetaInformationAndValues)
         ASSERT_EQ(pixels.getLen(), 8u);
         const unsigned char* p = static_cast<const unsigned char*>(pixels.getBuf());
         EXPECT_EQ(syntax.xfer == UID_BIG_ENDIAN_EXPLICIT ? (p[0] << 8 | p[1]) : (p[1] << 8 | p[0]), 0x0102);
+
+        DcDirMetaInfo imageInfo;
+        DcElemList image;
+        ASSERT_EQ(dirReadFile((dir / "img_conv.dcm").c_str(), imageInfo, image), 0);
+        EXPECT_EQ(imageInfo.xferSyn, syntax.xfer);
+        EXPECT_EQ(imageInfo.sopClassUid, UID_SC_IMAGE_STORAGE);
+        unsigned short columns = 0, samples = 0;
+        EXPECT_EQ(image.getValue(T_0028_0011_columns, columns, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(columns, 4);
+        EXPECT_EQ(image.getValue(T_0028_0002_samplesPerPixel, samples, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(samples, 3);
+        ASSERT_EQ(image.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(pixels.getLen(), 4u * 2 * 3);
+        EXPECT_EQ(textOf(image, T_0008_0018_sopInstanceUid), imageInfo.sopInstanceUid);
     }
 }
 
