@@ -23,15 +23,6 @@ Bytes chars(const char* text, size_t len)
     return Bytes(text, text + len);
 }
 
-std::unique_ptr<DcElem> withValues(unsigned int tag, std::initializer_list<unsigned short> values)
-{
-    std::unique_ptr<DcElem> elem(new DcElem(groupOf(tag), elementOf(tag)));
-    elem->deleteAllValues();
-    for (unsigned short v : values)
-        elem->addValue(v);
-    return elem;
-}
-
 std::unique_ptr<DcElem> withRaw(unsigned int tag, Bytes data, DICT_UID xfer)
 {
     std::unique_ptr<DcElem> elem(new DcElem(groupOf(tag), elementOf(tag)));
@@ -55,8 +46,12 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
         Bytes expected;
     };
     auto uid = [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_0014_instanceCreatorUid, "1.2.3")); };
-    auto lut = [] { return withValues(0x00281101, {0x0102, 0x0304, 0x0506}); };
-    auto fd = [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_2134_eventTimeOffset, 1.0)); };
+    auto lut = [] {
+        std::unique_ptr<DcElem> elem(new DcElem(T_0028_1101_redLutDescriptor));
+        for (unsigned short v : {0x0102, 0x0304, 0x0506})
+            elem->addValue(v);
+        return elem;
+    };
     auto at = [atTag] {
         std::unique_ptr<DcElem> elem(new DcElem(groupOf(atTag), elementOf(atTag)));
         elem->addValue("(0010,0020)\\(7fe0,0010)");
@@ -64,38 +59,18 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
     };
     auto pixels = [] { return withRaw(0x7FE00010, fragments, UID_JPEG_BASELINE); };
     const Case cases[] = {
-        {"UI implicit", uid, LEI, concat({{0x08, 0x00, 0x14, 0x00, 0x06, 0x00, 0x00, 0x00}, chars("1.2.3\0", 6)})},
         {"UI explicit", uid, LEE, concat({{0x08, 0x00, 0x14, 0x00, 'U', 'I', 0x06, 0x00}, chars("1.2.3\0", 6)})},
-        {"UI big endian", uid, BEE, concat({{0x00, 0x08, 0x00, 0x14, 'U', 'I', 0x00, 0x06}, chars("1.2.3\0", 6)})},
-        {"CS joined by backslashes", [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_0008_imageType, "AB\\C")); },
-         LEE, concat({{0x08, 0x00, 0x08, 0x00, 'C', 'S', 0x04, 0x00}, chars("AB\\C", 4)})},
         {"CS padded with a space", [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_0008_imageType, "ABC")); },
          LEE, concat({{0x08, 0x00, 0x08, 0x00, 'C', 'S', 0x04, 0x00}, chars("ABC ", 4)})},
-        {"XS as US", lut, LEE, {0x28, 0x00, 0x01, 0x11, 'U', 'S', 0x06, 0x00, 0x02, 0x01, 0x04, 0x03, 0x06, 0x05}},
         {"XS big endian", lut, BEE, {0x00, 0x28, 0x11, 0x01, 'U', 'S', 0x00, 0x06, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06}},
-        {"XS implicit", lut, LEI, {0x28, 0x00, 0x01, 0x11, 0x06, 0x00, 0x00, 0x00, 0x02, 0x01, 0x04, 0x03, 0x06, 0x05}},
-        {"UL big endian",
-         [] {
-             std::unique_ptr<DcElem> ul(new DcElem(T_0008_0000_groupLength));
-             ul->deleteAllValues();
-             ul->addValue(0x12345678u);
-             return ul;
-         },
-         BEE, {0x00, 0x08, 0x00, 0x00, 'U', 'L', 0x00, 0x04, 0x12, 0x34, 0x56, 0x78}},
-        {"FD big endian", fd, BEE, {0x00, 0x08, 0x21, 0x34, 'F', 'D', 0x00, 0x08, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0}},
-        {"FD explicit", fd, LEE, {0x08, 0x00, 0x34, 0x21, 'F', 'D', 0x08, 0x00, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F}},
         {"AT four bytes a tag", at, LEE,
          {0x09, 0x00, 0x08, 0x10, 'A', 'T', 0x08, 0x00, 0x10, 0x00, 0x20, 0x00, 0xE0, 0x7F, 0x10, 0x00}},
-        {"AT big endian", at, BEE,
-         {0x00, 0x09, 0x10, 0x08, 'A', 'T', 0x00, 0x08, 0x00, 0x10, 0x00, 0x20, 0x7F, 0xE0, 0x00, 0x10}},
         {"command group always implicit little endian",
          [] { return std::unique_ptr<DcElem>(new DcElem(T_0000_0100_command, static_cast<unsigned short>(0x30))); },
          BEE, {0x00, 0x00, 0x00, 0x01, 0x02, 0x00, 0x00, 0x00, 0x30, 0x00}},
         {"file meta group in the syntax asked for",
          [] { return std::unique_ptr<DcElem>(new DcElem(T_0002_0010_transferSyntaxUid, UID_BIG_ENDIAN_EXPLICIT)); },
          BEE, concat({{0x00, 0x02, 0x00, 0x10, 'U', 'I', 0x00, 0x14}, chars("1.2.840.10008.1.2.2\0", 20)})},
-        {"OB with reserved bytes and a long length", [] { return withRaw(0x00282000, {1, 2, 3}, LEE); }, LEE,
-         {0x28, 0x00, 0x00, 0x20, 'O', 'B', 0, 0, 0x03, 0x00, 0x00, 0x00, 1, 2, 3}},
         {"OX of two buffers as OB",
          [] {
              std::unique_ptr<DcElem> ox = withRaw(0x54000110, {1, 2}, LEE);
@@ -104,9 +79,6 @@ TEST(ElementEncoding, MatchesTheWireFormatOfEachSyntax)
              return ox;
          },
          BEE, {0x54, 0x00, 0x01, 0x10, 'O', 'B', 0, 0, 0x00, 0x00, 0x00, 0x03, 1, 2, 3}},
-        {"UT with a long length",
-         [] { return std::unique_ptr<DcElem>(new DcElem(T_0008_030e_privateDataElementDescription, "AB")); }, LEE,
-         {0x08, 0x00, 0x0E, 0x03, 'U', 'T', 0, 0, 0x02, 0x00, 0x00, 0x00, 'A', 'B'}},
         {"pixel data encapsulated", pixels, UID_JPEG_BASELINE,
          concat({{0xE0, 0x7F, 0x10, 0x00, 'O', 'B', 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}, fragments,
                  {0xFE, 0xFF, 0xDD, 0xE0, 0, 0, 0, 0}})},
@@ -154,24 +126,6 @@ TEST(ElementEncoding, RefusesWhatItCannotWrite)
     Bytes implicit = encode(lo, UID_LITTLE_ENDIAN_IMPLICIT, &status);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(implicit.size(), 8u + 7000 * 11);
-}
-
-TEST(ElementSize, AllowsForTheWidestTextOfEachValue)
-{
-    unsigned int size = 0;
-    DcElem xs(T_0028_1101_redLutDescriptor, "1\\2\\3");
-    xs.getBufSize(size, 0);
-    EXPECT_EQ(size, 18u);
-    DcElem uid(T_0008_0014_instanceCreatorUid, "1.2.3");
-    uid.getBufSize(size, 0);
-    EXPECT_EQ(size, 18u);
-    DcElem pn(T_0010_0010_patientName, "A^B");
-    pn.getBufSize(size, 0);
-    EXPECT_EQ(size, 12u + 324u);
-    unsigned int tag = privateTag(VR_DT, 0);
-    DcElem dt(groupOf(tag), elementOf(tag), "20100101120000.000000-20100102120000.000000\\20100608140322.500000-0500");
-    dt.getBufSize(size, 0);
-    EXPECT_GE(size, static_cast<unsigned int>(encode(dt, UID_LITTLE_ENDIAN_EXPLICIT).size()));
 }
 
 TEST(ElementDecoding, BinaryValuesKeepTheLastOnesAllowedAndLeaveTheInput)
@@ -228,23 +182,6 @@ void startList(DcBufList& list, unsigned int size, DICT_UID xfer)
     list.last()->setLen(0);
 }
 
-}
-
-TEST(ElementBufferList, AppendsToTheLastMemoryBuffer)
-{
-    DcBufList list;
-    startList(list, 16, UID_LITTLE_ENDIAN_EXPLICIT);
-    DcElem uid(T_0008_0014_instanceCreatorUid, "1.2.3");
-    unsigned int len = 0;
-    EXPECT_EQ(uid.frame(&list, len, UID_LITTLE_ENDIAN_EXPLICIT), 0);
-    EXPECT_EQ(len, 14u);
-    DcElem more(T_0008_0014_instanceCreatorUid, "1.2.3.4.5.6.7.8");
-    EXPECT_EQ(more.frame(&list, len, UID_LITTLE_ENDIAN_EXPLICIT), 0);
-    EXPECT_EQ(list.count(), 1);
-    EXPECT_EQ(list.last()->getLen(), 14u + len);
-    const unsigned char* bytes = static_cast<unsigned char*>(list.last()->getBuf());
-    EXPECT_EQ(memcmp(bytes + 8, "1.2.3\0", 6), 0);
-    EXPECT_EQ(memcmp(bytes + 22, "1.2.3.4.5.6.7.8\0", 16), 0);
 }
 
 TEST(ElementBufferList, PixelDataJoinsTheListAsItsOwnEntries)

@@ -239,18 +239,6 @@ protected:
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     }
 
-    static Bytes readBytes(const std::string& file)
-    {
-        std::string content = readText(file);
-        return Bytes(content.begin(), content.end());
-    }
-
-    static void writeBytes(const std::string& file, const Bytes& bytes)
-    {
-        std::ofstream out(file, std::ios::binary);
-        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    }
-
     // The reference data set as dump2dcm writes it.
     std::string referenceFile()
     {
@@ -278,7 +266,8 @@ TEST_F(DcmtkPeer, DataSetsConvertedByDcmconvParseIntoTheReferenceElements)
                           nullptr, &err),
                       0)
                 << err;
-            Bytes dataSet = readBytes(converted);
+            std::string content = readText(converted);
+            Bytes dataSet(content.begin(), content.end());
             const unsigned char undefined[] = {0xFF, 0xFF, 0xFF, 0xFF};
             bool undefinedLengths =
                 std::search(dataSet.begin(), dataSet.end(), undefined, undefined + 4) != dataSet.end();
@@ -305,7 +294,8 @@ TEST_F(DcmtkPeer, DcmdumpReadsWhatTheLibraryFramesWithTheSameValues)
         Bytes dataSet = encode(list, syntax.uid, &status);
         ASSERT_EQ(status, 0);
         std::string file = path("framed.dcm");
-        writeBytes(file, dataSet);
+        std::ofstream(file, std::ios::binary).write(reinterpret_cast<const char*>(dataSet.data()),
+                                                    static_cast<std::streamsize>(dataSet.size()));
 
         std::string out, err;
         EXPECT_EQ(run(std::string("dcmdump -f -t") + syntax.letter + " +L -Un " + file, &out, &err), 0);

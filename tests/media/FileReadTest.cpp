@@ -47,13 +47,17 @@ Bytes bareDataSet()
 
 }
 
-TEST(FileRead, MissingFileAndDirectoryGiveStatusesNotCrashes)
-{
+class FileRead : public ::testing::Test {
+protected:
     TempDir dir;
     LogCapture log;
     DcDirMetaInfo info;
     DcElemList list;
     unsigned int dataOffset = 7;
+};
+
+TEST_F(FileRead, MissingFileAndDirectoryGiveStatusesNotCrashes)
+{
     EXPECT_EQ(dirReadFileMetaInfo((dir / "none.dcm").c_str(), info, dataOffset), DIR_ERR_STAT);
     EXPECT_EQ(dataOffset, 0u);
     EXPECT_EQ(dirReadFile((dir / "none.dcm").c_str(), info, list), DIR_ERR_STAT);
@@ -65,16 +69,12 @@ TEST(FileRead, MissingFileAndDirectoryGiveStatusesNotCrashes)
     EXPECT_EQ(dirReadFile((dir / "empty.dcm").c_str(), info, list), DIR_ERR_IO);
 }
 
-TEST(FileRead, FileWithoutMarkerIsReadAsBareImplicitDataSet)
+TEST_F(FileRead, FileWithoutMarkerIsReadAsBareImplicitDataSet)
 {
-    TempDir dir;
     Bytes shortFile = bareDataSet();
     ASSERT_LT(shortFile.size(), 132u);
     writeBytes(dir / "short.dcm", shortFile);
-    LogCapture log;
-    DcDirMetaInfo info;
     strcpy(info.sourceAeTitle, "STALE");
-    DcElemList list;
     list.add(new DcElem(T_0010_0010_patientName, "Old^Element"));
     ASSERT_EQ(dirReadFile((dir / "short.dcm").c_str(), info, list), 0);
     EXPECT_TRUE(log.has("File Meta Information missing"));
@@ -88,16 +88,11 @@ TEST(FileRead, FileWithoutMarkerIsReadAsBareImplicitDataSet)
     Bytes longFile = bareDataSet();
     longFile.resize(200, 0);
     writeBytes(dir / "long.dcm", longFile);
-    unsigned int dataOffset = 0;
     EXPECT_EQ(dirReadFileMetaInfo((dir / "long.dcm").c_str(), info, dataOffset), DIR_ERR_NO_META);
 }
 
-TEST(FileRead, VersionBytesAreReadHighByteFirstAndUtElementsHaveShortLengths)
+TEST_F(FileRead, VersionBytesAreReadHighByteFirstAndUtElementsHaveShortLengths)
 {
-    TempDir dir;
-    LogCapture log;
-    DcDirMetaInfo info;
-    unsigned int dataOffset = 0;
     writeBytes(dir / "v.dcm", metaFile(versionElement(1, 0)));
     ASSERT_EQ(dirReadFileMetaInfo((dir / "v.dcm").c_str(), info, dataOffset), 0);
     EXPECT_EQ(info.version, 0x0100u);
@@ -122,13 +117,8 @@ TEST(FileRead, VersionBytesAreReadHighByteFirstAndUtElementsHaveShortLengths)
     EXPECT_TRUE(log.has("T_0002_0001_fileMetaInformationVersion missing"));
 }
 
-TEST(FileRead, MalformedMetaGroupsAreRefused)
+TEST_F(FileRead, MalformedMetaGroupsAreRefused)
 {
-    TempDir dir;
-    LogCapture log;
-    DcDirMetaInfo info;
-    DcElemList list;
-    unsigned int dataOffset = 0;
 
     Bytes unknownVr = versionElement(0, 1);
     putShortElem(unknownVr, 0x00020003, "ZZ", "12");
@@ -158,19 +148,15 @@ TEST(FileRead, MalformedMetaGroupsAreRefused)
     EXPECT_EQ(dataOffset, 0u);
 }
 
-TEST(FileRead, ElementRunningPastTheEndStopsTheDataSetQuietly)
+TEST_F(FileRead, ElementRunningPastTheEndStopsTheDataSetQuietly)
 {
-    TempDir dir;
-    DcElemList list;
     buildImage(list, "2.999.7321.5.6");
-    DcDirMetaInfo info;
     info.xferSyn = UID_LITTLE_ENDIAN_EXPLICIT;
     ASSERT_EQ(dirWriteFile((dir / "t.dcm").c_str(), info, list), 0);
     Bytes bytes = readBytes(dir / "t.dcm");
     bytes.resize(bytes.size() - 5);
     writeBytes(dir / "t.dcm", bytes);
     DcElemList back;
-    LogCapture log;
     EXPECT_EQ(dirReadFile((dir / "t.dcm").c_str(), info, back), 0);
     EXPECT_EQ(textOf(back, T_0010_0010_patientName), "Doe^Jane");
     EXPECT_NE(back.getElem(T_7fe0_0010_pixelData, static_cast<DcElem**>(nullptr)), 0);
@@ -178,12 +164,9 @@ TEST(FileRead, ElementRunningPastTheEndStopsTheDataSetQuietly)
     EXPECT_EQ(dirReadFileHeader((dir / "t.dcm").c_str(), info, header), DIR_ERR_MALFORMED);
 }
 
-TEST(FileRead, PrivateInformationOutlivesTheMetaGroup)
+TEST_F(FileRead, PrivateInformationOutlivesTheMetaGroup)
 {
-    TempDir dir;
-    DcElemList list;
     buildImage(list, "2.999.7321.5.7");
-    DcDirMetaInfo info;
     unsigned char secret[4] = {'S', 'E', 'C', 'R'};
     info.pvtInfo = secret;
     info.pvtInfoLen = 4;
@@ -192,7 +175,6 @@ TEST(FileRead, PrivateInformationOutlivesTheMetaGroup)
     DcDirMetaInfo copy;
     {
         DcDirMetaInfo back;
-        unsigned int dataOffset = 0;
         ASSERT_EQ(dirReadFileMetaInfo((dir / "p.dcm").c_str(), back, dataOffset), 0);
         copy = back;
     }
@@ -201,10 +183,8 @@ TEST(FileRead, PrivateInformationOutlivesTheMetaGroup)
     EXPECT_STREQ(copy.pvtInfoCreatorUid, "2.999.7321.77");
 }
 
-TEST(FileRead, SizeLimitIsExactly128Mbyte)
+TEST_F(FileRead, SizeLimitIsExactly128Mbyte)
 {
-    TempDir dir;
-    LogCapture log;
     // Meta group, then one OB element filling the file up to the limit.
     Bytes head = metaFile(versionElement(0, 1));
     std::string ts = "1.2.840.10008.1.2.1";
@@ -217,8 +197,6 @@ TEST(FileRead, SizeLimitIsExactly128Mbyte)
     std::string path = dir / "limit.dcm";
     writeBytes(path, head);
     ASSERT_EQ(truncate(path.c_str(), DIR_SIZE_LIMIT + 1), 0);
-    DcDirMetaInfo info;
-    DcElemList list;
     EXPECT_EQ(dirReadFile(path.c_str(), info, list), DIR_ERR_SIZE_LIMIT);
     EXPECT_TRUE(log.has("File '" + path + "', size exceeds limit of 128 Mbyte"));
 

@@ -79,13 +79,11 @@ protected:
         for (DcPduPresCtxItem* item : items) {
             if (item == nullptr)
                 continue;
+            DICT_UID* end = item->xferSyn + PDU_XFER_SYN_MAX;
             DcPduPresCtxItem reply;
             reply.type = PRES_CTX_TYPE_AC;
             reply.presCtxId = item->presCtxId;
-            reply.result = std::find(item->xferSyn, item->xferSyn + PDU_XFER_SYN_MAX, UID_LITTLE_ENDIAN_IMPLICIT) !=
-                                   item->xferSyn + PDU_XFER_SYN_MAX
-                               ? 0
-                               : 4;
+            reply.result = std::find(item->xferSyn, end, UID_LITTLE_ENDIAN_IMPLICIT) != end ? 0 : 4;
             reply.xferSyn[0] = UID_LITTLE_ENDIAN_IMPLICIT;
             accept.presCtxItemAdd(reply);
             delete item;
@@ -148,8 +146,7 @@ TEST_F(DcmtkPeer, EchoscuAssociateRequestIsParsed)
 
     DcPduPresCtxItem* items[PDU_PRES_CTX_MAX];
     request.getPresCtxItems(items);
-    ASSERT_NE(nullptr, items[0]);
-    ASSERT_NE(nullptr, items[1]);
+    ASSERT_TRUE(items[0] && items[1]);
     EXPECT_EQ(nullptr, items[2]);
     for (int i = 0; i < 2; i++) {
         EXPECT_EQ(unsigned(PRES_CTX_TYPE_RQ), items[i]->type);
@@ -185,10 +182,8 @@ TEST_F(DcmtkPeer, StorescuStoreRequestAndDataSetAreParsedAndAnswered)
     ASSERT_EQ(0, command.parse(UID_LITTLE_ENDIAN_IMPLICIT));
     ASSERT_EQ(0, dataSet.parse(UID_LITTLE_ENDIAN_IMPLICIT));
     DcCmdCStoreRq request;
-    while (DcElem* elem = request.firstElem()) {
-        request.subtract(elem);
-        delete elem;
-    }
+    while (DcElem* elem = request.firstElem())
+        request.subtract(elem), delete elem;
     command.moveElem(&request);
     ASSERT_EQ(0, request.parseType());
     MSG_TYPE type;

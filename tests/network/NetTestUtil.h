@@ -54,7 +54,6 @@ public:
     {
         return ByteWriter().u8(type).u8(0).u32(static_cast<unsigned int>(body.size())).raw(body).bytes;
     }
-
     Bytes bytes;
 };
 
@@ -79,12 +78,9 @@ inline Bytes implicitElem(unsigned int group, unsigned int element, const Bytes&
 // One P-DATA-TF PDU with one PDV.
 inline Bytes tfPdu(unsigned char presCtxId, unsigned char msgCtrlHdr, const Bytes& fragment)
 {
-    return ByteWriter::pdu(PDU_DATA_TF, ByteWriter()
-                                            .u32(static_cast<unsigned int>(fragment.size()) + 2)
-                                            .u8(presCtxId)
-                                            .u8(msgCtrlHdr)
-                                            .raw(fragment)
-                                            .bytes);
+    ByteWriter pdv;
+    pdv.u32(static_cast<unsigned int>(fragment.size()) + 2).u8(presCtxId).u8(msgCtrlHdr).raw(fragment);
+    return ByteWriter::pdu(PDU_DATA_TF, pdv.bytes);
 }
 
 // Transfer information: the given limit, syntax and context.
@@ -105,16 +101,10 @@ public:
     SocketPair()
     {
         int fds[2] = {-1, -1};
-        if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) == 0) {
-            lib = fds[0];
-            peer = fds[1];
-        }
+        socketpair(AF_UNIX, SOCK_STREAM, 0, fds);
+        lib = fds[0], peer = fds[1];
     }
-    ~SocketPair()
-    {
-        closeLib();
-        closePeer();
-    }
+    ~SocketPair() { closeLib(), closePeer(); }
     SocketPair(const SocketPair&) = delete;
     SocketPair& operator=(const SocketPair&) = delete;
 
@@ -151,8 +141,7 @@ private:
     static void closeFd(int& fd)
     {
         if (fd >= 0)
-            close(fd);
-        fd = -1;
+            close(fd), fd = -1;
     }
 };
 
@@ -190,15 +179,22 @@ public:
     int listening() { return tcpInfo.sockListen; }
 };
 
+inline sockaddr_in loopback(int port)
+{
+    sockaddr_in addr = {};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return addr;
+}
+
 // A TCP port on which nothing listens at the moment of the call.
 inline int freePort()
 {
     int sock = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+    sockaddr_in addr = loopback(0);
     socklen_t len = sizeof addr;
+    bind(sock, reinterpret_cast<sockaddr*>(&addr), len);
     getsockname(sock, reinterpret_cast<sockaddr*>(&addr), &len);
     close(sock);
     return ntohs(addr.sin_port);
@@ -208,10 +204,7 @@ inline int freePort()
 inline int connectTo(int port)
 {
     int sock = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(static_cast<uint16_t>(port));
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sockaddr_in addr = loopback(port);
     if (connect(sock, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0)
         return sock;
     close(sock);

@@ -123,13 +123,12 @@ TEST(FixedPduRead, ShortSilentOrClosedBodiesGiveEachClassItsCode)
     SocketPair closed;
     closed.closePeer();
     DcPduAssoRj rejectClosed(closed.lib);
-    rejectClosed.setInfo(limits);
+    DcPduReleaseRp release(closed.lib);
+    DcPduAbort abortClosed(closed.lib);
+    for (DcPdu* pdu : std::initializer_list<DcPdu*>{&rejectClosed, &release, &abortClosed})
+        pdu->setInfo(limits);
     EXPECT_EQ(ASSO_RJ_ERR_DATA, rejectClosed.read(PDU_WAIT));
     EXPECT_EQ(nullptr, rejectClosed.getInfo());
-    DcPduReleaseRp release(closed.lib);
-    release.setInfo(limits);
     EXPECT_EQ(RELEASE_ERR_READ, release.read(PDU_WAIT));
-    DcPduAbort abortClosed(closed.lib);
-    abortClosed.setInfo(limits);
     EXPECT_EQ(ABORT_ERR_READ, abortClosed.read(PDU_WAIT));
 }

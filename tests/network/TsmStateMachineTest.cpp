@@ -185,32 +185,32 @@ TEST(TsmTransitions, AcceptorSideDiffersOnAbortPduAndReleaseCollision)
     }
 }
 
+// AA-7 (an association request while awaiting the close) aborts as the side
+// that connected; AA-8 is a provider abort, AA-1 a user abort without reason.
 TEST(TsmTransitions, AbortSourceFollowsTheSideThatConnected)
 {
-    // AA-7: an A-ASSOCIATE-RQ PDU while awaiting the transport close.
-    // A user abort (source 0) carries no reason.
-    Step requester(TSM_STA13, TSM_EVT6, TSM_CONN_REQUESTER);
-    EXPECT_EQ((Bytes{7, 0, 0, 0, 0, 4, 0, 0, 0, 0}), requester.sent);
-    Step acceptor(TSM_STA13, TSM_EVT6, TSM_CONN_ACCEPTOR);
-    EXPECT_EQ((Bytes{7, 0, 0, 0, 0, 4, 0, 0, 2, 2}), acceptor.sent);
-    // AA-8 is a provider abort, AA-1 a user abort.
-    Step provider(TSM_STA6, TSM_EVT3, TSM_CONN_REQUESTER);
-    EXPECT_EQ((Bytes{7, 0, 0, 0, 0, 4, 0, 0, 2, 2}), provider.sent);
-    Step user(TSM_STA6, TSM_EVT15, TSM_CONN_REQUESTER);
-    EXPECT_EQ((Bytes{7, 0, 0, 0, 0, 4, 0, 0, 0, 0}), user.sent);
+    const Bytes user = {7, 0, 0, 0, 0, 4, 0, 0, 0, 0}, provider = {7, 0, 0, 0, 0, 4, 0, 0, 2, 2};
+    EXPECT_EQ(user, Step(TSM_STA13, TSM_EVT6, TSM_CONN_REQUESTER).sent);
+    EXPECT_EQ(provider, Step(TSM_STA13, TSM_EVT6, TSM_CONN_ACCEPTOR).sent);
+    EXPECT_EQ(provider, Step(TSM_STA6, TSM_EVT3, TSM_CONN_REQUESTER).sent);
+    EXPECT_EQ(user, Step(TSM_STA6, TSM_EVT15, TSM_CONN_REQUESTER).sent);
 }
 
 TEST(TsmTransitions, ActionsWithoutConversationReportIt)
 {
     Machine machine;
-    machine.setState(TSM_STA6);
-    EXPECT_EQ(TSM_ERR_NO_CONVERSATION, machine.stateMachine(TSM_EVT11, nullptr));  // AR-1
-    EXPECT_EQ(TSM_STA7, machine.getState());
     DcPduReleaseRq pdu;
-    machine.setState(TSM_STA6);
-    EXPECT_EQ(TSM_ERR_NO_CONVERSATION, machine.stateMachine(TSM_EVT9, &pdu));  // DT-1
-    machine.setState(TSM_STA6);
-    EXPECT_EQ(TSM_ERR_NO_CONVERSATION, machine.stateMachine(TSM_EVT15, nullptr));  // AA-1
+    for (TSM_EVENT event : {TSM_EVT11, TSM_EVT9, TSM_EVT15}) {  // AR-1, DT-1, AA-1
+        machine.setState(TSM_STA6);
+        EXPECT_EQ(TSM_ERR_NO_CONVERSATION, machine.stateMachine(event, event == TSM_EVT9 ? &pdu : nullptr)) << event;
+        EXPECT_TRUE(event != TSM_EVT11 || machine.getState() == TSM_STA7) << "AR-1 moves to Sta7";
+    }
+    LogCapture log;
+    int port = freePort();
+    DcTsmConnectArg where = {"127.0.0.1", port};
+    machine.setState(TSM_STA1);
+    EXPECT_EQ(TSM_ERR_CONNECT, machine.stateMachine(TSM_EVT1, &where));
+    EXPECT_EQ(TSM_STA1, machine.getState());
 }
 
 TEST(TsmTransitions, PduArgumentIsSentOnTheConversation)
@@ -226,16 +226,6 @@ TEST(TsmTransitions, PduArgumentIsSentOnTheConversation)
     EXPECT_EQ(sock, pdu.getSockConv());
 }
 
-TEST(TsmTransitions, FailedConnectReturnsToSta1)
-{
-    LogCapture log;
-    Machine machine;
-    int port = freePort();
-    DcTsmConnectArg where = {"127.0.0.1", port};
-    EXPECT_EQ(TSM_ERR_CONNECT, machine.stateMachine(TSM_EVT1, &where));
-    EXPECT_EQ(TSM_STA1, machine.getState());
-}
-
 TEST(TsmArtim, AbortRequestStartsTheTimerAndTransportCloseStopsIt)
 {
     SocketPair pair;
@@ -247,7 +237,6 @@ TEST(TsmArtim, AbortRequestStartsTheTimerAndTransportCloseStopsIt)
     EXPECT_EQ(TSM_STA13, machine.getState());
     EXPECT_EQ(0, machine.stateMachine(TSM_EVT17, nullptr));  // AR-5
     EXPECT_FALSE(machine.artimOwned());
-    // Stopping a running timer closes the transport and leaves Sta2.
     EXPECT_FALSE(machine.conversationOpen());
     EXPECT_EQ(TSM_STA2, machine.getState());
 }
@@ -256,12 +245,11 @@ TEST(TsmArtim, SecondMachineTakesTheTimerAndTheFirstStopLeavesIt)
 {
     SocketPair firstPair, secondPair;
     Machine first, second;
-    first.adopt(firstPair, TSM_CONN_ACCEPTOR);
-    second.adopt(secondPair, TSM_CONN_ACCEPTOR);
-    first.setState(TSM_STA6);
-    second.setState(TSM_STA6);
-    first.stateMachine(TSM_EVT15, nullptr);
-    second.stateMachine(TSM_EVT15, nullptr);
+    for (auto* m : {&first, &second}) {
+        m->adopt(m == &first ? firstPair : secondPair, TSM_CONN_ACCEPTOR);
+        m->setState(TSM_STA6);
+        m->stateMachine(TSM_EVT15, nullptr);
+    }
     EXPECT_FALSE(first.artimOwned());
     EXPECT_TRUE(second.artimOwned());
     first.stateMachine(TSM_EVT17, nullptr);  // AR-5 on the first: its timer is no longer tracked

