@@ -1,0 +1,40 @@
+#ifndef BRENIK3_FUZZ_FUZZSUPPORT_H
+#define BRENIK3_FUZZ_FUZZSUPPORT_H
+// Helpers shared by the fuzz targets.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+// Ends the process with a message when a promise of the library does not
+// hold, so that the fuzzer keeps the input.
+#define FUZZ_CHECK(condition, what)                      \
+    do {                                                 \
+        if (!(condition))                                \
+            fuzzFail(__FILE__, __LINE__, what);          \
+    } while (0)
+[[noreturn]] void fuzzFail(const char* file, int line, const char* what);
+
+// Installs, once, a process-wide log that formats every report (so that bad
+// format arguments are still caught) and prints nothing.
+void fuzzQuietLog();
+
+// A stream that discards what is printed to it, for the print routines.
+FILE* fuzzNullStream();
+
+// A file in memory holding the given bytes, reachable by path.
+class MemFile {
+public:
+    MemFile(const uint8_t* data, size_t size);
+    ~MemFile();
+    MemFile(const MemFile&) = delete;
+    MemFile& operator=(const MemFile&) = delete;
+    // "/proc/self/fd/<n>", or "" when the file could not be made.
+    const char* path() const { return name; }
+    int fd() const { return handle; }
+
+private:
+    int handle;
+    char name[40];
+};
+
+#endif

@@ -1,0 +1,229 @@
+// A whole association as the peer sends it, fed to an endpoint in either
+// role. The acceptor gets its conversation as one end of a socket pair; the
+// requester connects over loopback TCP to a listener of this program. A
+// peer thread writes the input, closes its sending side (so that every wait
+// of the endpoint ends at once) and discards what the endpoint sends until
+// the endpoint closes.
+#include <chrono>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "FuzzSupport.h"
+#include "FuzzTargets.h"
+#include "dictionary/DcDictTags.h"
+#include "message/DcCmdCEcho.h"
+#include "service/DcMsm.h"
+
+namespace {
+
+// Bits of the first input byte.
+enum { OPT_REQUESTER = 1, OPT_AFTER_SHIFT = 1, OPT_AFTER_MASK = 3, OPT_PIXEL_FILE = 8 };
+// What the endpoint does once set up, before reading on.
+enum { AFTER_READ = 0, AFTER_ECHO = 1, AFTER_RELEASE = 2, AFTER_ABORT = 3 };
+
+const int readsPerInput = 8;
+// The longest a peer thread lives, however the endpoint behaves.
+const auto peerLimit = std::chrono::seconds(10);
+
+// Feeds data into sock while draining it, until the other side closes.
+void runPeer(int sock, const uint8_t* data, size_t size)
+{
+    fcntl(sock, F_SETFL, fcntl(sock, F_GETFL) | O_NONBLOCK);
+    size_t sent = 0;
+    bool shut = false;
+    auto deadline = std::chrono::steady_clock::now() + peerLimit;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (sent == size && !shut) {
+            shutdown(sock, SHUT_WR);
+            shut = true;
+        }
+        struct pollfd pfd = {sock, static_cast<short>(POLLIN | (shut ? 0 : POLLOUT)), 0};
+        if (poll(&pfd, 1, 100) < 0)
+            break;
+        if (pfd.revents & POLLIN) {
+            char sink[16384];
+            ssize_t n = recv(sock, sink, sizeof sink, 0);
+            if (n == 0 || (n < 0 && errno != EAGAIN && errno != EINTR))
+                break;
+        } else if (pfd.revents & (POLLHUP | POLLERR)) {
+            break;
+        }
+        if (!shut && (pfd.revents & POLLOUT)) {
+            ssize_t n = send(sock, data + sent, size - sent, MSG_NOSIGNAL);
+            if (n > 0)
+                sent += static_cast<size_t>(n);
+            else if (n < 0 && errno != EAGAIN && errno != EINTR)
+                shut = true;
+        }
+    }
+}
+
+// The loopback listener the requester connects to; made once.
+int listenerPort(int& listener)
+{
+    static int sock = -1;
+    static int port = 0;
+    if (sock < 0) {
+        sock = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in addr = {};
+        addr.sin_family = AF_INET;
+        addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t len = sizeof addr;
+        if (sock < 0 || bind(sock, reinterpret_cast<sockaddr*>(&addr), len) != 0 || listen(sock, 4) != 0 ||
+            getsockname(sock, reinterpret_cast<sockaddr*>(&addr), &len) != 0)
+            return 0;
+        port = ntohs(addr.sin_port);
+    }
+    listener = sock;
+    return port;
+}
+
+int acceptPeer(int listener)
+{
+    struct pollfd pfd = {listener, POLLIN, 0};
+    if (poll(&pfd, 1, 5000) <= 0)
+        return -1;
+    return accept(listener, nullptr, nullptr);
+}
+
+// Pixel data of received messages goes to a file in memory, which the
+// endpoint then owns.
+int pixelToMemory(void*, DcElemList&, int& pixelDataHandle, DICT_UID)
+{
+    pixelDataHandle = memfd_create("brenik3-fuzz-pixels", 0);
+    return 0;
+}
+
+DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT,
+                       UID_JPEG_BASELINE, UID_NONE};
+
+template <typename Info>
+void configure(Info& info, DcMsmSopXferSyn* table)
+{
+    table[0] = DcMsmSopXferSyn(UID_VERIFICATION, nullptr, MSM_ROLE_NONE);
+    table[1] = DcMsmSopXferSyn(UID_CT_IMAGE_STORAGE, syntaxes, MSM_ROLE_BOTH);
+    table[2] = DcMsmSopXferSyn();
+    info.sopXferList = table;
+    info.timeouts.connectTimeout = 1;
+    info.timeouts.readTimeout = 1;
+    info.timeouts.writeTimeout = 1;
+}
+
+void readOn(DcMsm& msm, int reads)
+{
+    for (int i = 0; i < reads; i++) {
+        int sock = 0;
+        msm.getStreamHandle(sock);
+        if (sock == 0)
+            return;
+        DICT_UID sopClass = UID_NONE;
+        DcMsg* msg = nullptr;
+        msm.read(&sopClass, &msg, MSM_READ_BLOCKING, MSM_CONNECT_NO_BLOCK);
+        if (msg != nullptr)
+            msg->printNodeList(fuzzNullStream(), PRINT_NODE_TREE);
+        delete msg;
+    }
+}
+
+void afterSetUp(DcMsm& msm, int after, int forcedState)
+{
+    msm.printAssoInfo(fuzzNullStream());
+    if (forcedState != 0)
+        msm.setState(static_cast<TSM_STATE>(forcedState % TSM_STA13 + 1));
+    switch (after) {
+    case AFTER_ECHO: {
+        DcCmdCEchoRq rq;
+        rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
+        msm.write(UID_VERIFICATION, &rq);
+        break;
+    }
+    case AFTER_RELEASE:
+        msm.releaseAssociation();
+        break;
+    case AFTER_ABORT:
+        msm.abortAssociation();
+        break;
+    default:
+        break;
+    }
+    readOn(msm, readsPerInput);
+}
+
+void runAcceptor(const uint8_t* stream, size_t size, int options, int forcedState)
+{
+    int fds[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, fds) != 0)
+        return;
+    std::thread peer(runPeer, fds[1], stream, size);
+    {
+        // Port 0: the listening socket an acceptor opens is never used here.
+        DcMsm msm("FUZZ_SCP", MSM_ROLE_SCP, 0);
+        if (options & OPT_PIXEL_FILE)
+            msm.registerPixRecvCB(nullptr, pixelToMemory);
+        msm.setStreamHandle(fds[0]);
+        DcMsmScpInfo info;
+        DcMsmSopXferSyn table[3];
+        configure(info, table);
+        // The conversation is there already, so the accept returns at once;
+        // the first read takes the association request.
+        if (msm.connect(info) == 0) {
+            readOn(msm, 1);
+            afterSetUp(msm, (options >> OPT_AFTER_SHIFT) & OPT_AFTER_MASK, forcedState);
+        }
+    }
+    peer.join();
+    close(fds[1]);
+}
+
+void runRequester(const uint8_t* stream, size_t size, int options, int forcedState)
+{
+    int listener = -1;
+    int port = listenerPort(listener);
+    if (port == 0)
+        return;
+    int peerSock = -1;
+    std::thread peer([&]() {
+        peerSock = acceptPeer(listener);
+        if (peerSock >= 0)
+            runPeer(peerSock, stream, size);
+    });
+    {
+        DcMsm msm("FUZZ_SCU", MSM_ROLE_SCU, port);
+        if (options & OPT_PIXEL_FILE)
+            msm.registerPixRecvCB(nullptr, pixelToMemory);
+        DcMsmScuInfo info;
+        DcMsmSopXferSyn table[3];
+        configure(info, table);
+        snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "FUZZ_SCP");
+        if (msm.connect("127.0.0.1", info) == MSM_READ_ACCEPTED)
+            afterSetUp(msm, (options >> OPT_AFTER_SHIFT) & OPT_AFTER_MASK, forcedState);
+        else
+            readOn(msm, 1);
+    }
+    peer.join();
+    if (peerSock >= 0)
+        close(peerSock);
+}
+
+}
+
+int fuzzAssociation(const uint8_t* data, size_t size)
+{
+    fuzzQuietLog();
+    if (size < 2)
+        return 0;
+    int options = data[0];
+    int forcedState = data[1];
+    if (options & OPT_REQUESTER)
+        runRequester(data + 2, size - 2, options, forcedState);
+    else
+        runAcceptor(data + 2, size - 2, options, forcedState);
+    return 0;
+}

@@ -1,0 +1,56 @@
+// Data set parse in each syntax; what parsed is written back within its own
+// size bound, in the same or another syntax, and the result parsed again.
+#include <memory>
+#include <vector>
+
+#include "FuzzSupport.h"
+#include "FuzzTargets.h"
+#include "dataset/DcElemList.h"
+#include "dataset/utilLocate.h"
+
+namespace {
+
+const DICT_UID syntaxes[] = {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT,
+                             UID_JPEG_BASELINE};
+
+// Sizes beyond this are left unframed: they come from lengths the parser
+// took on trust, not from bytes of the input.
+const unsigned int frameLimit = 1u << 28;
+
+}
+
+int fuzzDataSet(const uint8_t* data, size_t size)
+{
+    fuzzQuietLog();
+    if (size < 1)
+        return 0;
+    DICT_UID parseSyntax = syntaxes[data[0] & 3];
+    DICT_UID frameSyntax = syntaxes[(data[0] >> 2) & 3];
+    std::vector<unsigned char> input(data + 1, data + size);
+
+    unsigned int offset = 0;
+    utilGetElemOffset(input.data(), static_cast<unsigned int>(input.size()), parseSyntax, 0x7FE0, 0x0010, offset);
+
+    DcElemList list;
+    unsigned int left = static_cast<unsigned int>(input.size());
+    list.parse(input.data(), left, parseSyntax);
+    list.printNodeList(fuzzNullStream(), PRINT_NODE_TREE);
+
+    unsigned int bound = 0;
+    if (list.getBufSize(bound) != 0 || bound > frameLimit)
+        return 0;
+    // Exactly the promised size, so that a write past it is caught.
+    std::unique_ptr<unsigned char[]> framed(new unsigned char[bound]);
+    unsigned int written = 0;
+    int status = list.frame(framed.get(), written, frameSyntax);
+    FUZZ_CHECK(written <= bound, "frame wrote more than getBufSize promised");
+    if (status != 0)
+        return 0;
+
+    DcElemList again;
+    left = written;
+    again.parse(framed.get(), left, frameSyntax);
+    unsigned int boundAgain = 0;
+    again.getBufSize(boundAgain);
+    return 0;
+}

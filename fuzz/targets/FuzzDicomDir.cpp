@@ -1,0 +1,108 @@
+// DICOMDIR files read as a file set, and directory records parsed at an
+// offset of encoded data; what was read is framed within its size bound,
+// and a file set is written back and read again.
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include "FuzzSupport.h"
+#include "FuzzTargets.h"
+#include "media/DcDirDicomDir.h"
+
+namespace {
+
+// The file set directory of this process: made once, removed at exit.
+std::string fileSetRoot;
+
+void removeFileSet()
+{
+    unlink((fileSetRoot + "/" DICOMDIR_FILE_NAME).c_str());
+    rmdir(fileSetRoot.c_str());
+}
+
+const char* fileSetPath()
+{
+    if (fileSetRoot.empty()) {
+        char pattern[] = "/tmp/brenik3-fuzz-XXXXXX";
+        if (mkdtemp(pattern) == nullptr)
+            return nullptr;
+        fileSetRoot = pattern;
+        atexit(removeFileSet);
+    }
+    return fileSetRoot.c_str();
+}
+
+bool writeWhole(const std::string& path, const uint8_t* data, size_t size)
+{
+    FILE* out = fopen(path.c_str(), "wb");
+    if (out == nullptr)
+        return false;
+    bool ok = fwrite(data, 1, size, out) == size;
+    return fclose(out) == 0 && ok;
+}
+
+// Frames a record tree into exactly the bytes its size bound promises.
+void frameWithinBound(DcDirRec& rec)
+{
+    unsigned int bound = 0;
+    if (rec.getBufSize(bound, DIR_CHILD_INCLUDE) != 0 || bound > (1u << 28))
+        return;
+    std::unique_ptr<unsigned char[]> framed(new unsigned char[bound]);
+    unsigned int written = 0;
+    rec.frame(framed.get(), 0, written, DIR_CHILD_INCLUDE);
+    FUZZ_CHECK(written <= bound, "record frame wrote more than getBufSize promised");
+}
+
+void fuzzFileSet(const uint8_t* data, size_t size)
+{
+    const char* root = fileSetPath();
+    if (root == nullptr || !writeWhole(fileSetRoot + "/" DICOMDIR_FILE_NAME, data, size))
+        return;
+    DcDirDicomDir dir(root);
+    if (dir.read() != 0)
+        return;
+    dir.printNodeTree(fuzzNullStream());
+    dir.getRefFileObj("IMG\\0001");
+    DcDirDicomDir copy(dir);
+    if (dir.write() != 0)
+        return;
+    DcDirDicomDir again(root);
+    again.read();
+}
+
+void fuzzRecord(const uint8_t* data, size_t size)
+{
+    if (size < 2)
+        return;
+    std::vector<unsigned char> buffer(data + 2, data + size);
+    if (buffer.empty())
+        return;
+    unsigned int offset = (data[0] | data[1] << 8) % static_cast<unsigned int>(buffer.size());
+    DcDirRec top(DIR_REC_DICOMDIR);
+    DcDirRec* first = new DcDirRec(&top, buffer.data(), offset, static_cast<unsigned int>(buffer.size()));
+    if (first->parent() == nullptr)
+        delete first;
+    top.printNodeTree(fuzzNullStream());
+    for (DcDirRec* rec = top.first(); rec != nullptr; rec = rec->next()) {
+        DcDirRecInfo info;
+        rec->getInfo(info);
+        frameWithinBound(*rec);
+    }
+}
+
+}
+
+int fuzzDicomDir(const uint8_t* data, size_t size)
+{
+    fuzzQuietLog();
+    if (size < 1)
+        return 0;
+    if (data[0] & 1)
+        fuzzRecord(data + 1, size - 1);
+    else
+        fuzzFileSet(data + 1, size - 1);
+    return 0;
+}
