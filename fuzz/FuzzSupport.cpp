@@ -50,6 +50,16 @@ FILE* fuzzNullStream()
     return stream;
 }
 
+GuardedBuffer::GuardedBuffer(size_t n) : size(n), bytes(n + GUARD_LEN, GUARD_BYTE) {}
+
+bool GuardedBuffer::intact() const
+{
+    for (size_t i = size; i < bytes.size(); i++)
+        if (bytes[i] != GUARD_BYTE)
+            return false;
+    return true;
+}
+
 MemFile::MemFile(const uint8_t* data, size_t size) : handle(memfd_create("brenik3-fuzz", 0)), name()
 {
     if (handle < 0)

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <vector>
 
 // Ends the process with a message when a promise of the library does not
 // hold, so that the fuzzer keeps the input.
@@ -20,6 +21,20 @@ void fuzzQuietLog();
 
 // A stream that discards what is printed to it, for the print routines.
 FILE* fuzzNullStream();
+
+// Room for exactly size bytes, followed by a guard pattern: a write past
+// the end is caught by intact() even where no sanitizer watches.
+class GuardedBuffer {
+public:
+    explicit GuardedBuffer(size_t size);
+    unsigned char* data() { return bytes.data(); }
+    bool intact() const;
+
+private:
+    enum { GUARD_LEN = 64, GUARD_BYTE = 0xA5 };
+    size_t size;
+    std::vector<unsigned char> bytes;
+};
 
 // A file in memory holding the given bytes, reachable by path.
 class MemFile {

@@ -1,6 +1,5 @@
 // Data set parse in each syntax; what parsed is written back within its own
 // size bound, in the same or another syntax, and the result parsed again.
-#include <memory>
 #include <vector>
 
 #include "FuzzSupport.h"
@@ -39,17 +38,16 @@ int fuzzDataSet(const uint8_t* data, size_t size)
     unsigned int bound = 0;
     if (list.getBufSize(bound) != 0 || bound > frameLimit)
         return 0;
-    // Exactly the promised size, so that a write past it is caught.
-    std::unique_ptr<unsigned char[]> framed(new unsigned char[bound]);
+    GuardedBuffer framed(bound);
     unsigned int written = 0;
-    int status = list.frame(framed.get(), written, frameSyntax);
-    FUZZ_CHECK(written <= bound, "frame wrote more than getBufSize promised");
+    int status = list.frame(framed.data(), written, frameSyntax);
+    FUZZ_CHECK(written <= bound && framed.intact(), "frame wrote more than getBufSize promised");
     if (status != 0)
         return 0;
 
     DcElemList again;
     left = written;
-    again.parse(framed.get(), left, frameSyntax);
+    again.parse(framed.data(), left, frameSyntax);
     unsigned int boundAgain = 0;
     again.getBufSize(boundAgain);
     return 0;

@@ -2,7 +2,7 @@
 // offset of encoded data; what was read is framed within its size bound,
 // and a file set is written back and read again.
 #include <cstdlib>
-#include <memory>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -50,10 +50,10 @@ void frameWithinBound(DcDirRec& rec)
     unsigned int bound = 0;
     if (rec.getBufSize(bound, DIR_CHILD_INCLUDE) != 0 || bound > (1u << 28))
         return;
-    std::unique_ptr<unsigned char[]> framed(new unsigned char[bound]);
+    GuardedBuffer framed(bound);
     unsigned int written = 0;
-    rec.frame(framed.get(), 0, written, DIR_CHILD_INCLUDE);
-    FUZZ_CHECK(written <= bound, "record frame wrote more than getBufSize promised");
+    rec.frame(framed.data(), 0, written, DIR_CHILD_INCLUDE);
+    FUZZ_CHECK(written <= bound && framed.intact(), "record frame wrote more than getBufSize promised");
 }
 
 void fuzzFileSet(const uint8_t* data, size_t size)
@@ -75,11 +75,10 @@ void fuzzFileSet(const uint8_t* data, size_t size)
 
 void fuzzRecord(const uint8_t* data, size_t size)
 {
-    if (size < 2)
+    if (size < 3)
         return;
-    std::vector<unsigned char> buffer(data + 2, data + size);
-    if (buffer.empty())
-        return;
+    std::vector<unsigned char> buffer(size - 2);
+    memcpy(buffer.data(), data + 2, buffer.size());
     unsigned int offset = (data[0] | data[1] << 8) % static_cast<unsigned int>(buffer.size());
     DcDirRec top(DIR_REC_DICOMDIR);
     DcDirRec* first = new DcDirRec(&top, buffer.data(), offset, static_cast<unsigned int>(buffer.size()));
