@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdlib>
 
+#include <dirent.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -36,12 +37,25 @@ void fuzzFail(const char* file, int line, const char* what)
     abort();
 }
 
-void fuzzQuietLog()
+void fuzzPrepare()
 {
     if (originalLog != nullptr)
         return;
     originalLog = Log;
     Log = new QuietLog();
+    fuzzNullStream();
+}
+
+int fuzzOpenDescriptors()
+{
+    int count = 0;
+    if (DIR* dir = opendir("/proc/self/fd")) {
+        while (dirent* entry = readdir(dir))
+            if (entry->d_name[0] != '.')
+                count++;
+        closedir(dir);
+    }
+    return count;
 }
 
 FILE* fuzzNullStream()

@@ -15,9 +15,13 @@
     } while (0)
 [[noreturn]] void fuzzFail(const char* file, int line, const char* what);
 
-// Installs, once, a process-wide log that formats every report (so that bad
-// format arguments are still caught) and prints nothing.
-void fuzzQuietLog();
+// Run first by every target: installs, once, a process-wide log that formats
+// every report (so that bad format arguments are still caught) and prints
+// nothing, and opens the null stream.
+void fuzzPrepare();
+
+// The number of open file descriptors of the process.
+int fuzzOpenDescriptors();
 
 // A stream that discards what is printed to it, for the print routines.
 FILE* fuzzNullStream();

@@ -93,11 +93,12 @@ int acceptPeer(int listener)
     return accept(listener, nullptr, nullptr);
 }
 
-// Pixel data of received messages goes to a file in memory, which the
-// endpoint then owns.
+// Pixel data of received messages goes to a file in memory, made for the
+// first message and kept by the endpoint, which owns and closes it.
 int pixelToMemory(void*, DcElemList&, int& pixelDataHandle, DICT_UID)
 {
-    pixelDataHandle = memfd_create("brenik3-fuzz-pixels", 0);
+    if (pixelDataHandle == -1)
+        pixelDataHandle = memfd_create("brenik3-fuzz-pixels", 0);
     return 0;
 }
 
@@ -154,6 +155,22 @@ void afterSetUp(DcMsm& msm, int after, int forcedState)
         break;
     }
     readOn(msm, readsPerInput);
+}
+
+// Opens once what lives as long as the process, so that the descriptor
+// count of every input starts from the same place: the requester's
+// listener, the null stream, and the listening socket that acceptors on
+// port 0 share.
+void prepareOnce()
+{
+    static bool prepared = false;
+    if (prepared)
+        return;
+    prepared = true;
+    int listener;
+    listenerPort(listener);
+    fuzzNullStream();
+    DcMsm acceptor("FUZZ_SCP", MSM_ROLE_SCP, 0);
 }
 
 void runAcceptor(const uint8_t* stream, size_t size, int options, int forcedState)
@@ -216,14 +233,17 @@ void runRequester(const uint8_t* stream, size_t size, int options, int forcedSta
 
 int fuzzAssociation(const uint8_t* data, size_t size)
 {
-    fuzzQuietLog();
+    fuzzPrepare();
     if (size < 2)
         return 0;
     int options = data[0];
     int forcedState = data[1];
+    prepareOnce();
+    int openBefore = fuzzOpenDescriptors();
     if (options & OPT_REQUESTER)
         runRequester(data + 2, size - 2, options, forcedState);
     else
         runAcceptor(data + 2, size - 2, options, forcedState);
+    FUZZ_CHECK(fuzzOpenDescriptors() == openBefore, "a descriptor was left open");
     return 0;
 }

@@ -20,7 +20,7 @@ const unsigned int frameLimit = 1u << 28;
 
 int fuzzDataSet(const uint8_t* data, size_t size)
 {
-    fuzzQuietLog();
+    fuzzPrepare();
     if (size < 1)
         return 0;
     DICT_UID parseSyntax = syntaxes[data[0] & 3];

@@ -96,12 +96,15 @@ void fuzzRecord(const uint8_t* data, size_t size)
 
 int fuzzDicomDir(const uint8_t* data, size_t size)
 {
-    fuzzQuietLog();
+    fuzzPrepare();
     if (size < 1)
         return 0;
+    fileSetPath();
+    int openBefore = fuzzOpenDescriptors();
     if (data[0] & 1)
         fuzzRecord(data + 1, size - 1);
     else
         fuzzFileSet(data + 1, size - 1);
+    FUZZ_CHECK(fuzzOpenDescriptors() == openBefore, "a descriptor was left open");
     return 0;
 }

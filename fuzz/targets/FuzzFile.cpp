@@ -4,14 +4,13 @@
 #include "FuzzTargets.h"
 #include "media/dirFile.h"
 
-int fuzzFile(const uint8_t* data, size_t size)
+namespace {
+
+void readAndWriteBack(const uint8_t* data, size_t size)
 {
-    fuzzQuietLog();
-    if (size < 1)
-        return 0;
     MemFile in(data + 1, size - 1);
     if (in.fd() < 0)
-        return 0;
+        return;
     DcDirMetaInfo info;
     DcElemList list;
     int status;
@@ -23,7 +22,7 @@ int fuzzFile(const uint8_t* data, size_t size)
         unsigned int dataOffset = 0;
         status = dirReadFileMetaInfo(in.path(), info, dataOffset);
         info.printInfo(fuzzNullStream());
-        return 0;
+        return;
     }
     default:
         status = dirReadFileHeader(in.path(), info, list);
@@ -32,9 +31,21 @@ int fuzzFile(const uint8_t* data, size_t size)
     info.printInfo(fuzzNullStream());
     list.printNodeList(fuzzNullStream(), PRINT_NODE_TREE);
     if (status != 0 && status != DIR_ERR_NO_META)
-        return 0;
+        return;
     MemFile out(nullptr, 0);
     if (out.fd() >= 0)
         dirWriteFile(out.path(), info, list);
+}
+
+}
+
+int fuzzFile(const uint8_t* data, size_t size)
+{
+    fuzzPrepare();
+    if (size < 1)
+        return 0;
+    int openBefore = fuzzOpenDescriptors();
+    readAndWriteBack(data, size);
+    FUZZ_CHECK(fuzzOpenDescriptors() == openBefore, "a descriptor was left open");
     return 0;
 }

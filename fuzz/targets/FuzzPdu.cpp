@@ -145,16 +145,13 @@ void readDataTf(int sock, DICT_UID syntax)
     pdu.printNodeList(fuzzNullStream(), PRINT_NODE_TREE);
 }
 
-}
-
-int fuzzPdu(const uint8_t* data, size_t size)
+// The PDU class is picked by the type byte; an unknown type goes to one of
+// them all the same.
+void readOne(const uint8_t* data, size_t size)
 {
-    fuzzQuietLog();
-    if (size < 2)
-        return 0;
     Connection conn(data, size);
     if (conn.lib < 0)
-        return 0;
+        return;
     int type = data[0] >= PDU_ASSO_RQ && data[0] <= PDU_ABORT ? data[0] : data[0] % PDU_ABORT + 1;
     switch (type) {
     case PDU_ASSO_RQ:
@@ -175,5 +172,17 @@ int fuzzPdu(const uint8_t* data, size_t size)
         readAbort(conn.lib);
         break;
     }
+}
+
+}
+
+int fuzzPdu(const uint8_t* data, size_t size)
+{
+    fuzzPrepare();
+    if (size < 2)
+        return 0;
+    int openBefore = fuzzOpenDescriptors();
+    readOne(data, size);
+    FUZZ_CHECK(fuzzOpenDescriptors() == openBefore, "a descriptor was left open");
     return 0;
 }
