@@ -13,7 +13,7 @@ namespace {
 
 class QuietLog : public DcLog {
 public:
-    __attribute__((format(printf, 4, 5))) int report(LOG_MSG, const char*, const char* format, ...) override
+    __attribute__((format(printf, 4, 5))) int report(LOG_MSG, char*, char* format, ...) override
     {
         if (format == nullptr)
             return LOG_ERR_NULL_FORMAT;

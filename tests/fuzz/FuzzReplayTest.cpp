@@ -20,14 +20,6 @@ namespace {
 
 typedef int (*Target)(const uint8_t*, size_t);
 
-// Regressions of faults whose fixes are on their way from other branches;
-// listed here, they are reported but not run until the fix has been merged.
-const char* const awaitingFix[] = {
-    "association/requester-awaiting-accept-gets-request",
-    "dataset/odd-group-length-explicit-big",
-    "dataset/odd-group-length-explicit-little",
-};
-
 std::vector<std::string> filesIn(const std::string& dir)
 {
     std::vector<std::string> names;
@@ -39,11 +31,6 @@ std::vector<std::string> filesIn(const std::string& dir)
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-bool isAwaitingFix(const std::string& name)
-{
-    return std::find(std::begin(awaitingFix), std::end(awaitingFix), name) != std::end(awaitingFix);
 }
 
 // The exit status of the target run on the file in a child: 0 when it returned.
@@ -70,10 +57,6 @@ void replay(const std::string& name, Target target)
     for (const char* kind : {"corpus", "regressions"}) {
         std::string dir = std::string(BRENIK3_FUZZ_DIR) + "/" + kind + "/" + name;
         for (const std::string& file : filesIn(dir)) {
-            if (isAwaitingFix(name + "/" + file)) {
-                printf("awaiting fix, not run: %s/%s\n", kind, (name + "/" + file).c_str());
-                continue;
-            }
             EXPECT_EQ(0, runInChild(target, dir + "/" + file)) << kind << "/" << name << "/" << file;
             count++;
         }
