@@ -14,26 +14,28 @@
 
 namespace {
 
-// The file set directory of this process: made once, removed at exit.
-std::string fileSetRoot;
-
-void removeFileSet()
-{
-    unlink((fileSetRoot + "/" DICOMDIR_FILE_NAME).c_str());
-    rmdir(fileSetRoot.c_str());
-}
-
-const char* fileSetPath()
-{
-    if (fileSetRoot.empty()) {
+// A file set directory for one input, removed with its DICOMDIR afterwards.
+class FileSetDir {
+public:
+    FileSetDir()
+    {
         char pattern[] = "/tmp/brenik3-fuzz-XXXXXX";
-        if (mkdtemp(pattern) == nullptr)
-            return nullptr;
-        fileSetRoot = pattern;
-        atexit(removeFileSet);
+        if (mkdtemp(pattern) != nullptr)
+            root = pattern;
     }
-    return fileSetRoot.c_str();
-}
+    ~FileSetDir()
+    {
+        if (root.empty())
+            return;
+        unlink(dicomDir().c_str());
+        rmdir(root.c_str());
+    }
+    FileSetDir(const FileSetDir&) = delete;
+    FileSetDir& operator=(const FileSetDir&) = delete;
+    std::string dicomDir() const { return root + "/" DICOMDIR_FILE_NAME; }
+
+    std::string root;
+};
 
 bool writeWhole(const std::string& path, const uint8_t* data, size_t size)
 {
@@ -58,10 +60,10 @@ void frameWithinBound(DcDirRec& rec)
 
 void fuzzFileSet(const uint8_t* data, size_t size)
 {
-    const char* root = fileSetPath();
-    if (root == nullptr || !writeWhole(fileSetRoot + "/" DICOMDIR_FILE_NAME, data, size))
+    FileSetDir set;
+    if (set.root.empty() || !writeWhole(set.dicomDir(), data, size))
         return;
-    DcDirDicomDir dir(root);
+    DcDirDicomDir dir(set.root.c_str());
     if (dir.read() != 0)
         return;
     dir.printNodeTree(fuzzNullStream());
@@ -69,7 +71,7 @@ void fuzzFileSet(const uint8_t* data, size_t size)
     DcDirDicomDir copy(dir);
     if (dir.write() != 0)
         return;
-    DcDirDicomDir again(root);
+    DcDirDicomDir again(set.root.c_str());
     again.read();
 }
 
@@ -99,7 +101,6 @@ int fuzzDicomDir(const uint8_t* data, size_t size)
     fuzzPrepare();
     if (size < 1)
         return 0;
-    fileSetPath();
     int openBefore = fuzzOpenDescriptors();
     if (data[0] & 1)
         fuzzRecord(data + 1, size - 1);
