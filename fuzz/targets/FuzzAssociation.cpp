@@ -3,7 +3,7 @@
 // requester connects over loopback TCP to a listener of this program. A
 // peer thread writes the input, closes its sending side (so that every wait
 // of the endpoint ends at once) and discards what the endpoint sends until
-// the endpoint closes.
+// the endpoint closes. Requests the endpoint receives are answered.
 #include <chrono>
 #include <thread>
 
@@ -19,6 +19,16 @@
 #include "FuzzTargets.h"
 #include "dictionary/DcDictTags.h"
 #include "message/DcCmdCEcho.h"
+#include "message/DcCmdCFind.h"
+#include "message/DcCmdCGet.h"
+#include "message/DcCmdCMove.h"
+#include "message/DcCmdCStore.h"
+#include "message/DcCmdNAction.h"
+#include "message/DcCmdNCreate.h"
+#include "message/DcCmdNDelete.h"
+#include "message/DcCmdNEvent.h"
+#include "message/DcCmdNGet.h"
+#include "message/DcCmdNSet.h"
 #include "service/DcMsm.h"
 
 namespace {
@@ -117,6 +127,41 @@ void configure(Info& info, DcMsmSopXferSyn* table)
     info.timeouts.writeTimeout = 1;
 }
 
+// Answers a request as a service would: the response built from the
+// request, with a success status, on the request's SOP class.
+template <typename Response>
+void respond(DcMsm& msm, DcCmd* rq)
+{
+    Response rsp;
+    if (rsp.parseRequest(rq) != 0)
+        return;
+    rsp.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+    DICT_UID sopClass = UID_NONE;
+    rq->getValue(T_0000_0002_affectedSopClassUid, sopClass, ELEM_VAL_INDEX_KEEP);
+    msm.write(sopClass, &rsp);
+}
+
+void answer(DcMsm& msm, DcMsg* msg)
+{
+    DcCmd* rq = dynamic_cast<DcCmd*>(msg);
+    CMD_TYPE type;
+    if (rq == nullptr || rq->getType(type) != 0)
+        return;
+    switch (type) {
+    case CMD_C_STORE_RQ: respond<DcCmdCStoreRsp>(msm, rq); break;
+    case CMD_C_FIND_RQ: respond<DcCmdCFindRsp>(msm, rq); break;
+    case CMD_C_GET_RQ: respond<DcCmdCGetRsp>(msm, rq); break;
+    case CMD_C_MOVE_RQ: respond<DcCmdCMoveRsp>(msm, rq); break;
+    case CMD_N_EVENT_REPORT_RQ: respond<DcCmdNEventRsp>(msm, rq); break;
+    case CMD_N_GET_RQ: respond<DcCmdNGetRsp>(msm, rq); break;
+    case CMD_N_SET_RQ: respond<DcCmdNSetRsp>(msm, rq); break;
+    case CMD_N_ACTION_RQ: respond<DcCmdNActionRsp>(msm, rq); break;
+    case CMD_N_CREATE_RQ: respond<DcCmdNCreateRsp>(msm, rq); break;
+    case CMD_N_DELETE_RQ: respond<DcCmdNDeleteRsp>(msm, rq); break;
+    default: break;
+    }
+}
+
 void readOn(DcMsm& msm, int reads)
 {
     for (int i = 0; i < reads; i++) {
@@ -127,8 +172,10 @@ void readOn(DcMsm& msm, int reads)
         DICT_UID sopClass = UID_NONE;
         DcMsg* msg = nullptr;
         msm.read(&sopClass, &msg, MSM_READ_BLOCKING, MSM_CONNECT_NO_BLOCK);
-        if (msg != nullptr)
+        if (msg != nullptr) {
             msg->printNodeList(fuzzNullStream(), PRINT_NODE_TREE);
+            answer(msm, msg);
+        }
         delete msg;
     }
 }
