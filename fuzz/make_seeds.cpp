@@ -254,6 +254,16 @@ Bytes echoResponse()
     return message(rsp, 1, UID_LITTLE_ENDIAN_IMPLICIT);
 }
 
+Bytes storeResponse()
+{
+    DcCmdCStoreRsp rsp;
+    rsp.add(new DcElem(T_0000_0002_affectedSopClassUid, UID_CT_IMAGE_STORAGE));
+    rsp.add(new DcElem(T_0000_0120_messageIdBeingRespondedTo, static_cast<unsigned short>(1)));
+    rsp.add(new DcElem(T_0000_0900_status, static_cast<unsigned short>(0)));
+    rsp.add(new DcElem(T_0000_1000_affectedSopInstanceUid, "2.999.7321.9.1"));
+    return message(rsp, 3, UID_LITTLE_ENDIAN_EXPLICIT);
+}
+
 Bytes storeRequest()
 {
     DcCmdCStoreRq rq;
@@ -297,6 +307,7 @@ void associationSeeds()
     save("association", "acceptor-store-pixel-file", {8, 0}, join({rq, storeRequest(), releaseRq}));
     save("association", "acceptor-abort", {0, 0}, join({rq, abortPdu()}));
     save("association", "requester-echo", {1 | 1 << 1, 0}, join({ac, echoResponse(), releaseRp}));
+    save("association", "requester-store-out", {1 | 1 << 1 | 16, 0}, join({ac, storeResponse(), releaseRp}));
     save("association", "requester-release", {1 | 2 << 1, 0}, join({ac, releaseRp}));
     save("association", "requester-store-in", {1, 0}, join({ac, storeRequest(), releaseRq}));
     save("association", "requester-rejected", {1, 0}, rejectPdu());

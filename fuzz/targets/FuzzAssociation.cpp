@@ -34,9 +34,10 @@
 namespace {
 
 // Bits of the first input byte.
-enum { OPT_REQUESTER = 1, OPT_AFTER_SHIFT = 1, OPT_AFTER_MASK = 3, OPT_PIXEL_FILE = 8 };
-// What the endpoint does once set up, before reading on.
-enum { AFTER_READ = 0, AFTER_ECHO = 1, AFTER_RELEASE = 2, AFTER_ABORT = 3 };
+enum { OPT_REQUESTER = 1, OPT_AFTER_SHIFT = 1, OPT_AFTER_MASK = 3, OPT_PIXEL_FILE = 8, OPT_STORE = 16 };
+// What the endpoint does once set up, before reading on; the message sent
+// is a C-ECHO, or with OPT_STORE a C-STORE of a small image.
+enum { AFTER_READ = 0, AFTER_SEND = 1, AFTER_RELEASE = 2, AFTER_ABORT = 3 };
 
 const int readsPerInput = 8;
 // The longest a peer thread lives, however the endpoint behaves.
@@ -180,18 +181,44 @@ void readOn(DcMsm& msm, int reads)
     }
 }
 
-void afterSetUp(DcMsm& msm, int after, int forcedState)
+// A C-STORE request of a small CT image whose pixels travel as OW.
+void sendStore(DcMsm& msm)
 {
+    DcCmdCStoreRq rq;
+    rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_CT_IMAGE_STORAGE));
+    rq.add(new DcElem(static_cast<int>(T_0000_1000_affectedSopInstanceUid), "2.999.7321.9.1"));
+    rq.add(new DcElem(static_cast<int>(T_0000_0700_priority), static_cast<unsigned short>(0)));
+    rq.add(new DcElem(static_cast<int>(T_0008_0016_sopClassUid), UID_CT_IMAGE_STORAGE));
+    rq.add(new DcElem(static_cast<int>(T_0008_0018_sopInstanceUid), "2.999.7321.9.1"));
+    rq.add(new DcElem(static_cast<int>(T_0010_0010_patientName), "Doe^Jane"));
+    rq.add(new DcElem(static_cast<int>(T_0028_0010_rows), static_cast<unsigned short>(16)));
+    rq.add(new DcElem(static_cast<int>(T_0028_0011_columns), static_cast<unsigned short>(16)));
+    rq.add(new DcElem(static_cast<int>(T_0028_0100_bitsAllocated), static_cast<unsigned short>(16)));
+    unsigned char pixels[16 * 16 * 2];
+    for (unsigned int i = 0; i < sizeof pixels; i++)
+        pixels[i] = static_cast<unsigned char>(i * 7);
+    DcElem* pixelData = new DcElem(static_cast<int>(T_7fe0_0010_pixelData));
+    pixelData->addValue(pixels, sizeof pixels, UID_LITTLE_ENDIAN_EXPLICIT);
+    rq.add(pixelData);
+    msm.write(UID_CT_IMAGE_STORAGE, &rq);
+}
+
+void afterSetUp(DcMsm& msm, int options, int forcedState)
+{
+    int after = (options >> OPT_AFTER_SHIFT) & OPT_AFTER_MASK;
     msm.printAssoInfo(fuzzNullStream());
     if (forcedState != 0)
         msm.setState(static_cast<TSM_STATE>(forcedState % TSM_STA13 + 1));
     switch (after) {
-    case AFTER_ECHO: {
-        DcCmdCEchoRq rq;
-        rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
-        msm.write(UID_VERIFICATION, &rq);
+    case AFTER_SEND:
+        if (options & OPT_STORE) {
+            sendStore(msm);
+        } else {
+            DcCmdCEchoRq rq;
+            rq.add(new DcElem(static_cast<int>(T_0000_0002_affectedSopClassUid), UID_VERIFICATION));
+            msm.write(UID_VERIFICATION, &rq);
+        }
         break;
-    }
     case AFTER_RELEASE:
         msm.releaseAssociation();
         break;
@@ -239,7 +266,7 @@ void runAcceptor(const uint8_t* stream, size_t size, int options, int forcedStat
         // the first read takes the association request.
         if (msm.connect(info) == 0) {
             readOn(msm, 1);
-            afterSetUp(msm, (options >> OPT_AFTER_SHIFT) & OPT_AFTER_MASK, forcedState);
+            afterSetUp(msm, options, forcedState);
         }
     }
     peer.join();
@@ -267,7 +294,7 @@ void runRequester(const uint8_t* stream, size_t size, int options, int forcedSta
         configure(info, table);
         snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "FUZZ_SCP");
         if (msm.connect("127.0.0.1", info) == MSM_READ_ACCEPTED)
-            afterSetUp(msm, (options >> OPT_AFTER_SHIFT) & OPT_AFTER_MASK, forcedState);
+            afterSetUp(msm, options, forcedState);
         else
             readOn(msm, 1);
     }
