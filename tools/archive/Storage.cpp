@@ -63,8 +63,8 @@ IndexedObject describe(DcElemList& list, const std::string& relativePath)
     return object;
 }
 
-bool storeObject(const std::string& root, DcDirMetaInfo& meta, DcElemList& list, ArchiveIndex& index,
-                 std::string& path, std::string& error)
+bool writeObjectFile(const std::string& root, DcDirMetaInfo& meta, DcElemList& list, std::string& relative,
+                     std::string& error)
 {
     std::string study = safeName(valueOf(list, 0x0020000D), "unknown-study");
     std::string name = safeName(valueOf(list, 0x00080018), "");
@@ -77,8 +77,8 @@ bool storeObject(const std::string& root, DcDirMetaInfo& meta, DcElemList& list,
         error = folder + ": " + strerror(errno);
         return false;
     }
-    std::string relative = study + "/" + name + FILE_SUFFIX;
-    path = root + "/" + relative;
+    relative = study + "/" + name + FILE_SUFFIX;
+    std::string path = root + "/" + relative;
     std::string part = folder + "/." + name + FILE_SUFFIX + PART_SUFFIX;
     snprintf(partialPath, sizeof partialPath, "%s", part.c_str());
     int status = dirWriteFile(part.c_str(), meta, list);
@@ -86,16 +86,23 @@ bool storeObject(const std::string& root, DcDirMetaInfo& meta, DcElemList& list,
         char text[64];
         snprintf(text, sizeof text, "writing failed (status 0x%04x)", status);
         error = text;
-    }
-    else if (!syncPath(part, O_RDONLY) || rename(part.c_str(), path.c_str()) != 0 ||
-             !syncPath(folder, O_RDONLY | O_DIRECTORY))
+    } else if (!syncPath(part, O_RDONLY) || rename(part.c_str(), path.c_str()) != 0 ||
+               !syncPath(folder, O_RDONLY | O_DIRECTORY)) {
         error = part + ": " + strerror(errno);
-    if (!error.empty()) {
-        unlink(part.c_str());
-        partialPath[0] = '\0';
-        return false;
     }
+    if (!error.empty())
+        unlink(part.c_str());
     partialPath[0] = '\0';
+    return error.empty();
+}
+
+bool storeObject(const std::string& root, DcDirMetaInfo& meta, DcElemList& list, ArchiveIndex& index,
+                 std::string& path, std::string& error)
+{
+    std::string relative;
+    if (!writeObjectFile(root, meta, list, relative, error))
+        return false;
+    path = root + "/" + relative;
     return index.add(describe(list, relative), error);
 }
 

@@ -20,6 +20,12 @@ extern char partialPath[4096];
 // The index's values of an object and its path relative to the store.
 IndexedObject describe(DcElemList& list, const std::string& relativePath);
 
+// Writes list as ROOT/<study instance UID>/<SOP instance UID>.dcm under a
+// temporary name, flushes and renames it; relative is the file's path below
+// ROOT. False with a reason, nothing left under the final name.
+bool writeObjectFile(const std::string& root, DcDirMetaInfo& meta, DcElemList& list, std::string& relative,
+                     std::string& error);
+
 // Writes list as a file of the store and indexes it. path is the file's
 // full path; false with a reason when the file could not be written or
 // indexed (nothing is then left under the final name unindexed).
