@@ -50,6 +50,7 @@ int main(int argc, char** argv)
         return status;
     if (!takeHost(cl.program(), cl.operands()[0], peer))
         return EXIT_USAGE;
+    setvbuf(stdout, nullptr, _IOLBF, 0);
     DICT_UID model = patientRoot ? UID_PAT_ROOT_Q_R_GET : UID_STUDY_ROOT_Q_R_GET;
     DcCmdCGetRq rq;
     if (!fillRetrieveRequest(cl.program(), rq, model, level, keys))

@@ -76,6 +76,7 @@ int main(int argc, char** argv)
         return status;
     if (!takeHost(cl.program(), cl.operands()[0], peer))
         return EXIT_USAGE;
+    setvbuf(stdout, nullptr, _IOLBF, 0);
     if (destination.empty())
         destination = peer.callingAet;
     DICT_UID model = patientRoot ? UID_PAT_ROOT_Q_R_MOVE : UID_STUDY_ROOT_Q_R_MOVE;

@@ -1,6 +1,7 @@
 #include "archive/Retrieving.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "archive/Keys.h"
 #include "archive/Storage.h"
@@ -39,7 +40,10 @@ bool IncomingFiles::take(DcMsm& msm, DcMsg* msg)
     meta.xferSyn = info.xferSyn;
     DcMsmAssoInfo asso;
     msm.getAssoInfo(asso);
-    snprintf(meta.sourceAeTitle, sizeof meta.sourceAeTitle, "%s", asso.callingAeTitle);
+    // The sender is the peer: the caller of a move's association, the called
+    // side of a get's.
+    const char* sender = strcmp(asso.callingAeTitle, msm.getAeTitle()) == 0 ? asso.calledAeTitle : asso.callingAeTitle;
+    snprintf(meta.sourceAeTitle, sizeof meta.sourceAeTitle, "%s", sender);
     std::string relative;
     std::string error;
     unsigned short status = STORE_SUCCESS;
