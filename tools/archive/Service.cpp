@@ -25,8 +25,13 @@ std::string commandText(DcMsg& msg, int tag)
     return text;
 }
 
+// An answer's element: the value as text, or empty. A sequence key comes
+// back as an empty sequence.
 DcElem* textElement(unsigned int tag, const std::string& value)
 {
+    DICT_VR vr = VR_UNKNOWN;
+    if (Dict.getVrDef(tag, vr) == 0 && vr == VR_SQ)
+        return new DcElemSq(static_cast<unsigned short>(tag >> 16), static_cast<unsigned short>(tag & 0xFFFF));
     DcElem* elem = new DcElem(static_cast<unsigned short>(tag >> 16), static_cast<unsigned short>(tag & 0xFFFF));
     if (!value.empty() && elem->addValue(value.c_str()) != 0)
         elem->deleteAllValues();
