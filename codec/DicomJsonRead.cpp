@@ -120,6 +120,10 @@ struct Reader {
             } else if (out.size() & 1) {
                 out.push_back(0);
             }
+            // Native Pixel Data is held in the byte order of its syntax.
+            if (key == "7FE00010" && vr == "OW" && xfer == UID_BIG_ENDIAN_EXPLICIT)
+                for (size_t i = 0; i + 1 < out.size(); i += 2)
+                    std::swap(out[i], out[i + 1]);
             return true;
         }
         if (values == nullptr)
@@ -300,7 +304,8 @@ int jsonToDataSet(const std::string& text, const std::string& baseDir, DcElemLis
     list.destroyAllNodes();
     if (!bytes.empty()) {
         unsigned int left = static_cast<unsigned int>(bytes.size());
-        int status = list.parse(bytes.data(), left, reader.xfer);
+        DICT_UID layout = codecIsEncapsulated(reader.xfer) ? reader.xfer : UID_LITTLE_ENDIAN_EXPLICIT;
+        int status = list.parse(bytes.data(), left, layout);
         if (status != 0) {
             logReport(LOG_CHANNEL_1, FN, "The attributes do not form a data set (status 0x%04x)", status);
             return JSON_ERR_ATTRIBUTE;

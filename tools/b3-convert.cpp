@@ -123,8 +123,6 @@ int main(int argc, char** argv)
     for (size_t i = 0; i < sizeof targets / sizeof targets[0]; i++)
         if (targets[i].chosen)
             job.to = uids[i];
-    if (job.fromJson && job.to == UID_NONE)
-        job.to = UID_LITTLE_ENDIAN_EXPLICIT;
     job.options.quality = static_cast<int>(quality);
     job.options.nearLossless = static_cast<int>(near);
     job.options.ratio = ratio;

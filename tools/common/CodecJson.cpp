@@ -5,6 +5,8 @@
 
 #include <Brenik3Codec.h>
 
+#include "common/CommandLine.h"
+
 namespace b3tool {
 
 int readJsonFile(const std::string& path, DcDirMetaInfo& meta, DcElemList& list)
@@ -50,6 +52,32 @@ int writeJsonFile(const std::string& input, const std::string& out, size_t bulkT
     else
         fflush(stdout);
     return ok ? 0 : DIR_ERR_IO;
+}
+
+int dumpJson(const char* program, const std::vector<std::string>& files, const std::string& out, size_t bulkThreshold)
+{
+    if (files.size() > 1 && out != "-") {
+        fail(program, "--json-file takes one input file");
+        return EXIT_USAGE;
+    }
+    bool ok = true;
+    if (files.size() > 1)
+        printf("[\n");
+    for (size_t i = 0; i < files.size(); i++) {
+        if (i > 0)
+            printf(",\n");
+        fflush(stdout);
+        int status = writeJsonFile(files[i], out, bulkThreshold);
+        if (status != 0) {
+            fail(program, "cannot write %s as JSON (status %s)", files[i].c_str(), hexStatus(status).c_str());
+            ok = false;
+            if (files.size() > 1)
+                printf("null\n");
+        }
+    }
+    if (files.size() > 1)
+        printf("]\n");
+    return ok ? EXIT_OK : EXIT_FAILED;
 }
 
 }

@@ -2,6 +2,7 @@
 #define BRENIK3_TOOLS_CODECJSON_H
 
 #include <string>
+#include <vector>
 
 #include <Brenik3.h>
 
@@ -15,6 +16,10 @@ int readJsonFile(const std::string& path, DcDirMetaInfo& meta, DcElemList& list)
 // above bulkThreshold bytes (0: none) go to files beside out, named after
 // it; 0 or a status.
 int writeJsonFile(const std::string& input, const std::string& out, size_t bulkThreshold);
+
+// b3-dump --json: each file as DICOM JSON (one array element per file
+// when there are several) to out; returns the tool's exit status.
+int dumpJson(const char* program, const std::vector<std::string>& files, const std::string& out, size_t bulkThreshold);
 
 }
 
