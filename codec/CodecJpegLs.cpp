@@ -27,6 +27,16 @@ public:
         int status = codecCheckDecode(fn, data, size, image);
         if (status != 0)
             return status;
+        // A stream cut short makes the library read on through its zero
+        // fill for a very long time; an end-of-image marker stops it.
+        std::vector<uint8_t> ended;
+        if (size < 2 || data[size - 2] != 0xFF || data[size - 1] != 0xD9) {
+            ended.assign(data, data + size);
+            ended.push_back(0xFF);
+            ended.push_back(0xD9);
+            data = ended.data();
+            size = ended.size();
+        }
         Decoder decoder;
         charls_frame_info info{};
         charls_interleave_mode mode = charls::interleave_mode::none;
