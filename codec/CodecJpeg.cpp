@@ -52,6 +52,10 @@ public:
         trap.manager.error_exit = onError;
         trap.manager.emit_message = onMessage;
         jpeg_create_decompress(&info);
+        // Whatever owns memory must live before setjmp: a longjmp skips
+        // the destructors of anything made after it.
+        size_t rowBytes = size_t(image.columns) * image.samplesPerPixel;
+        std::vector<uint8_t> row(rowBytes);
         if (setjmp(trap.jump)) {
             logReport(LOG_CHANNEL_1, fn, "Corrupt JPEG codestream: %s", trap.message);
             jpeg_destroy_decompress(&info);
@@ -75,8 +79,6 @@ public:
                 out.photometric = "RGB";
         }
         jpeg_start_decompress(&info);
-        size_t rowBytes = size_t(image.columns) * image.samplesPerPixel;
-        std::vector<uint8_t> row(rowBytes);
         size_t plane = size_t(image.rows) * image.columns;
         while (info.output_scanline < info.output_height) {
             unsigned y = info.output_scanline;
@@ -115,6 +117,8 @@ public:
         jpeg_create_compress(&info);
         unsigned char* buffer = nullptr;
         unsigned long length = 0;
+        size_t rowBytes = size_t(image.columns) * image.samplesPerPixel;
+        std::vector<uint8_t> row(rowBytes);
         if (setjmp(trap.jump)) {
             logReport(LOG_CHANNEL_1, fn, "JPEG encoder failed: %s", trap.message);
             jpeg_destroy_compress(&info);
@@ -137,9 +141,7 @@ public:
             out.photometric.clear();
         }
         jpeg_start_compress(&info, TRUE);
-        size_t rowBytes = size_t(image.columns) * image.samplesPerPixel;
         size_t plane = size_t(image.rows) * image.columns;
-        std::vector<uint8_t> row(rowBytes);
         while (info.next_scanline < info.image_height) {
             unsigned y = info.next_scanline;
             if (image.samplesPerPixel == 3 && image.planarConfiguration == 1) {
