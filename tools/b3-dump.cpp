@@ -8,6 +8,7 @@
 
 #include "common/CommandLine.h"
 #ifdef BRENIK3_TOOLS_CODECS
+#include "common/CodecFrame.h"
 #include "common/CodecJson.h"
 #endif
 #include "common/DataSetPrinter.h"
@@ -88,6 +89,8 @@ int main(int argc, char** argv)
               1000000);
 #ifdef BRENIK3_TOOLS_CODECS
     bool json = false;
+    bool frames = false;
+    cl.flag(nullptr, "--frames", "decode every frame instead, and name those that cannot be decoded", frames);
     std::string jsonFile = "-";
     long bulk = 0;
     cl.flag("-j", "--json", "write the file as the DICOM JSON model instead (binary values inline, Base64)", json);
@@ -105,6 +108,11 @@ int main(int argc, char** argv)
 #ifdef BRENIK3_TOOLS_CODECS
     if (json)
         return dumpJson(cl.program(), files, jsonFile, static_cast<size_t>(bulk));
+    if (frames) {
+        for (const std::string& file : files)
+            allRead &= reportFrames(cl.program(), file);
+        return allRead ? EXIT_OK : EXIT_FAILED;
+    }
 #endif
     for (size_t i = 0; i < files.size(); i++) {
         if (files.size() > 1)

@@ -2,6 +2,7 @@
 // encoders, decoders and JSON writer, on the same files.
 #include <cmath>
 #include <cstring>
+#include <fstream>
 
 #include "Brenik3.h"
 #include "ToolRun.h"
@@ -125,6 +126,30 @@ TEST_F(CodecTools, ConvertingAFolderKeepsEveryNonPixelElement)
             EXPECT_EQ(before, after);
         }
     }
+}
+
+TEST_F(CodecTools, DamagedFramesAreNamedAndRefusedNotShown)
+{
+    need({"b3-convert", "b3-mkimage", "b3-dump", "b3-png"});
+    std::string original = makeImage("ct.dcm", {"--size", "32"});
+    ASSERT_EQ(0, tool("b3-convert", {"--rle", original, dir + "/rle.dcm"}).status);
+    RunResult r = tool("b3-dump", {"--frames", dir + "/rle.dcm"});
+    EXPECT_EQ(0, r.status);
+    EXPECT_NE(std::string::npos, r.out.find("1 of 1 frames decodable")) << r.out;
+
+    // The RLE header of the only fragment claims three segments where the
+    // 16-bit grey image has two.
+    std::string bytes = readFile(dir + "/rle.dcm");
+    size_t header = bytes.rfind(std::string("\xfe\xff\x00\xe0", 4));
+    ASSERT_NE(std::string::npos, header);
+    bytes[header + 8] = 3;
+    std::ofstream(dir + "/bad.dcm", std::ios::binary) << bytes;
+    r = tool("b3-dump", {"--frames", dir + "/bad.dcm"});
+    EXPECT_EQ(1, r.status);
+    EXPECT_NE(std::string::npos, r.out.find("cannot decode frame 1")) << r.out;
+    r = tool("b3-png", {dir + "/bad.dcm", dir + "/bad.png"});
+    EXPECT_EQ(1, r.status);
+    EXPECT_NE(std::string::npos, r.err.find("frame 1 cannot be decoded")) << r.err;
 }
 
 #ifdef BRENIK3_TEST_CODECS

@@ -18,6 +18,11 @@ bool decodeFrame(DcElemList& list, DICT_UID xfer, unsigned int index, std::vecto
 // Reads a file in any syntax the codec library knows (deflated, large).
 int readAnyFile(const std::string& path, DcDirMetaInfo& meta, DcElemList& list);
 
+// b3-dump --frames: decodes every frame of the file at path and prints one
+// line per file, naming the frames that cannot be decoded. Returns false
+// when the file cannot be read or a frame fails.
+bool reportFrames(const char* program, const std::string& path);
+
 }
 
 #endif
