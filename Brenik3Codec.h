@@ -8,6 +8,7 @@
 #include "codec/CodecDataSet.h"
 #include "codec/CodecFile.h"
 #include "codec/CodecFrames.h"
+#include "codec/CodecFuzz.h"
 #include "codec/CodecSyntax.h"
 #include "codec/CodecTypes.h"
 #include "codec/DicomJson.h"

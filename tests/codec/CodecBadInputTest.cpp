@@ -114,3 +114,30 @@ TEST(BadCodestreams, LosslessJpegHeaderLimitsAreEnforced)
 }
 
 }
+
+namespace {
+
+// The fuzz entry points run over a small corpus of damaged inputs.
+TEST(FuzzEntryPoints, TakeArbitraryBytes)
+{
+    CodecImage image = testImage(16, 16, 1, 16, 12);
+    std::vector<uint8_t> pixels = testPixels(image);
+    std::vector<std::vector<uint8_t>> inputs;
+    for (const PixelCodec* codec : {&codecRle(), &codecJpegLossless(), &codecJpegLs(), &codecJ2k(true)}) {
+        CodecFrame encoded;
+        ASSERT_EQ(0, codec->encode(pixels.data(), pixels.size(), image, CodecOptions(), encoded));
+        std::vector<uint8_t> input = {15, 15, 0, 0x8B};
+        input.insert(input.end(), encoded.bytes.begin(), encoded.bytes.end());
+        EXPECT_EQ(0, codecFuzzDecode(*codec, input.data(), input.size())) << codec->name();
+        input[0] = 200;  // another size than the codestream's
+        EXPECT_NE(0, codecFuzzDecode(*codec, input.data(), input.size())) << codec->name();
+        inputs.push_back(input);
+    }
+    for (const auto& input : inputs) {
+        EXPECT_NE(0, codecFuzzFrames(input.data(), input.size()));
+        EXPECT_NE(0, codecFuzzInflate(input.data(), input.size()));
+        EXPECT_NE(0, codecFuzzJson(input.data(), input.size()));
+    }
+}
+
+}
