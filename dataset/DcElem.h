@@ -8,6 +8,7 @@
 #include "dictionary/DcDictTypes.h"
 #include "foundation/DcBuf.h"
 #include "foundation/DcNode.h"
+#include "foundation/Export.h"
 
 // Status codes of elements, sequences and the value text checks (module 0x16).
 enum {
@@ -34,7 +35,7 @@ class DcElemList;
 // VRs are kept in binary form, one heap block per value; text VRs (and AS,
 // DA, DT, PN, TM) as NUL-terminated strings; OB, OW, UN and OX as raw buffers
 // in memory or on disk. Copies are shallow: they share values and buffers.
-class DcElem : public DcNode {
+class BRENIK3_API DcElem : public DcNode {
 public:
     DcElem(int tag, void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
            DICT_VR vr = VR_IM, int isSq = 0);

@@ -4,11 +4,12 @@
 #include <cstdio>
 
 #include "foundation/DcNode.h"
+#include "foundation/Export.h"
 
 // Doubly linked list of DcNodes with a caller-positioned cursor and an
 // optional ordering. The list owns its nodes: destroying it destroys them.
 // Copies are shallow (they share the nodes).
-class DcList {
+class BRENIK3_API DcList {
 public:
     typedef int (*CompFunc)(void*, void*);
 
