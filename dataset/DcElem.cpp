@@ -166,6 +166,16 @@ void DcElem::setVr(DICT_VR newVr)
     vr = newVr;
 }
 
+void DcElem::setGroupLength(unsigned int length)
+{
+    deleteAllValues();
+    rawBufList->destroyAllNodes();
+    vr = VR_UL;
+    vrSize = VR_SIZE_LONG;
+    vrLen = 4;
+    storeBinary(&length, sizeof length);
+}
+
 void DcElem::setTag(unsigned int newTag)
 {
     tag = newTag;

@@ -46,8 +46,9 @@ extern BRENIK3_API int PduDumpFlag;
 enum { PDU_DUMP_READ = 1, PDU_DUMP_WRITE = 2 };
 
 // The process-wide lock taken around every single receive and send. It is
-// waited for with a time-out in milliseconds; on time-out the caller goes on
-// without it.
+// waited for at most the connection's read or write time-out; on time-out
+// the caller goes on without it. It is never held across a wait for the
+// socket, so a wait for it is short unless a holder is stuck.
 extern BRENIK3_API std::recursive_timed_mutex DcPduMutex;
 
 // Waits at most the given milliseconds for DcPduMutex; true when obtained.
