@@ -16,6 +16,7 @@ import re
 import subprocess
 import sys
 
+ASAN_MARKER = "__odr_asan."
 STANDARD = {"std", "__gnu_cxx", "__cxxabiv1"}
 PREFIXES = ("typeinfo name for ", "typeinfo for ", "vtable for ", "VTT for ",
             "construction vtable for ", "guard variable for ", "non-virtual thunk to ",
@@ -66,6 +67,9 @@ def main():
     out = subprocess.run(["nm", "-D", "--defined-only", library], check=True,
                          capture_output=True, text=True).stdout
     mangled = [line.split()[-1] for line in out.splitlines() if line.strip()]
+    # AddressSanitizer exports a marker beside each exported global; it is
+    # judged as the global it names.
+    mangled = [m[len(ASAN_MARKER):] if m.startswith(ASAN_MARKER) else m for m in mangled]
     demangled = subprocess.run(["c++filt"], input="\n".join(mangled), check=True,
                                capture_output=True, text=True).stdout.splitlines()
     strays = []
