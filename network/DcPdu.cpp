@@ -149,16 +149,18 @@ int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block)
             status = PDU_ERR_TIMEOUT;
             break;
         }
-        bool obtained = brenik3::pduMutexWaitSeconds(info.readTimeout);
+        bool obtained = brenik3::pduMutexWaitTimeoutAsMillis(info.readTimeout);
         ssize_t got;
         do {
             got = recv(sockConv, buf + count, std::min(len - count, chunk), 0);
         } while (got < 0 && errno == EINTR);
-        pduMutexRelease(obtained);
         if (got <= 0) {
+            // A failed receive keeps the lock; later waiters go on after
+            // their own short wait.
             status = PDU_ERR_CONNECTION;
             break;
         }
+        pduMutexRelease(obtained);
         count += static_cast<unsigned int>(got);
     }
     len = count;
