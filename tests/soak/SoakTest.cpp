@@ -77,9 +77,10 @@ Bytes wireBytes(DcPdu& pdu)
     return pair.received();
 }
 
-// A whole storage association as the requester sends it: the request, one
-// C-STORE of a CT image whose pixel data spans several PDUs, the release.
-Bytes storeAssociation(const Bytes& pixels)
+// A whole storage association as the requester sends it, in its three
+// phases: the request; one C-STORE of a CT image whose pixel data spans
+// several PDUs; the release.
+std::vector<Bytes> storeAssociation(const Bytes& pixels)
 {
     DcPduAssoRq rq;
     DcPduInfoAcRq info;
@@ -97,8 +98,7 @@ Bytes storeAssociation(const Bytes& pixels)
     std::unique_ptr<DcCmdCStoreRq> store(storeRequest("1.2.826.0.1.3680043.2.1143.77", pixels));
     DcPduInfoTf tf = tfInfo(16384);
     store->setInfo(tf);
-    Bytes release = {PDU_RELEASE_RQ, 0, 0, 0, 0, 4, 0, 0, 0, 0};
-    return concat({wireBytes(rq), wireBytes(*store), release});
+    return {wireBytes(rq), wireBytes(*store), {PDU_RELEASE_RQ, 0, 0, 0, 0, 4, 0, 0, 0, 0}};
 }
 
 // The SOP instance UIDs of the complete objects under a folder; a file that
@@ -214,13 +214,18 @@ TEST_F(SoakTools, SendersAtOnceEachStoreEveryFile)
 TEST_F(SoakTools, PeersCutOffAtRandomPointsLeaveNoHalfWrittenFile)
 {
     const Bytes pixels = pattern(60000, 11);
-    const Bytes stream = storeAssociation(pixels);
-    ASSERT_GT(stream.size(), pixels.size());
+    const std::vector<Bytes> phases = storeAssociation(pixels);
+    const Bytes stream = concat({phases[0], phases[1], phases[2]});
+    ASSERT_GT(phases[1].size(), pixels.size());
+    // Each cut falls in a phase chosen first, so that set-up and release
+    // are cut as often as the long data transfer.
     std::mt19937 random(20261124);
-    std::uniform_int_distribution<size_t> cutAt(1, stream.size());
     int whole = 0;
     for (int i = 0; i < CUTS; i++) {
-        size_t cut = i == 0 ? stream.size() : cutAt(random);
+        size_t phase = random() % phases.size();
+        size_t cut = random() % phases[phase].size() + 1;
+        for (size_t before = 0; before < phase; before++)
+            cut += phases[before].size();
         bool reset = random() % 2 == 0;
         whole += cut == stream.size();
         int sock = connectTo(port);
