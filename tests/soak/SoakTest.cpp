@@ -176,6 +176,7 @@ TEST_F(Soak, AssociationsInARowLeaveNoDescriptorOrMemoryBehind)
     for (int i = 0; i < ASSOCIATIONS; i++)
         ASSERT_NO_FATAL_FAILURE(echoAndRelease(scp.port)) << "association " << i;
     ASSERT_TRUE(closedAfterRelease(scp, WARM_UP + ASSOCIATIONS));
+    RecordProperty("resident_kb_grown", static_cast<int>(residentKb(getpid()) - resident));
     EXPECT_EQ(fds, openFdCount());
     if (!SANITIZED) {
         EXPECT_LT(residentKb(getpid()) - resident, ASSOCIATIONS) << "kilobytes grown";
@@ -202,6 +203,7 @@ TEST_F(SoakTools, SendersAtOnceEachStoreEveryFile)
     ASSERT_TRUE(waitForEndings(SENDERS)) << receiver->output();
     EXPECT_EQ(SENDERS * FILES_PER_SENDER, static_cast<int>(completeObjects(dir + "/in", 32 * 32 * 2).size()));
     EXPECT_EQ(SENDERS * FILES_PER_SENDER, countOf(receiver->output(), "] stored "));
+    RecordProperty("receiver_resident_kb_grown", static_cast<int>(residentKb(receiver->pid()) - resident));
     if (!SANITIZED) {
         EXPECT_LT(residentKb(receiver->pid()) - resident, 1024);
     }
