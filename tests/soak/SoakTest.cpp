@@ -1,6 +1,6 @@
 // Long runs against one SCP: associations in a row that leave nothing
 // behind, several senders storing at once, and peers that vanish at random
-// points of an association. Counts are smaller under the address sanitizer,
+// points of an association. Counts are halved under the address sanitizer,
 // which makes every association several times slower.
 #include <algorithm>
 #include <fstream>
@@ -19,10 +19,10 @@ constexpr bool SANITIZED = true;
 constexpr bool SANITIZED = false;
 #endif
 constexpr int WARM_UP = 50;
-constexpr int ASSOCIATIONS = SANITIZED ? 200 : 1000;
+constexpr int ASSOCIATIONS = SANITIZED ? 500 : 1000;
 constexpr int SENDERS = 8;
-constexpr int FILES_PER_SENDER = SANITIZED ? 40 : 200;
-constexpr int CUTS = SANITIZED ? 30 : 80;
+constexpr int FILES_PER_SENDER = SANITIZED ? 100 : 200;
+constexpr int CUTS = SANITIZED ? 40 : 80;
 
 // Open descriptors and resident kilobytes of a process.
 int fdCountOf(pid_t pid)
@@ -138,10 +138,13 @@ protected:
         fdsBefore = fdCountOf(receiver->pid());
     }
     // The receiver is still running, holds no more descriptors than at the
-    // start, and serves the next caller.
+    // start, serves the next caller, and no association process of it has
+    // reported a memory or undefined-behaviour fault.
     void expectReceiverServesOn()
     {
         ASSERT_GT(receiver->pid(), 0) << receiver->output();
+        EXPECT_EQ(std::string::npos, receiver->output().find("Sanitizer")) << receiver->output();
+        EXPECT_EQ(std::string::npos, receiver->output().find("runtime error")) << receiver->output();
         EXPECT_EQ(fdsBefore, fdCountOf(receiver->pid()));
         RunResult echo = tool("b3-echo", {"-aec", "B3-RECEIVE", address}, 30);
         EXPECT_EQ(0, echo.status) << echo.out << echo.err;
