@@ -3,6 +3,7 @@
 // points of an association. Counts are halved under the address sanitizer,
 // which makes every association several times slower.
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <set>
@@ -27,7 +28,9 @@ constexpr int CUTS = SANITIZED ? 40 : 80;
 // Open descriptors and resident kilobytes of a process.
 int fdCountOf(pid_t pid)
 {
-    return static_cast<int>(filesUnder("/proc/" + std::to_string(pid) + "/fd").size());
+    std::error_code ec;
+    std::filesystem::directory_iterator fds("/proc/" + std::to_string(pid) + "/fd", ec);
+    return static_cast<int>(std::distance(fds, std::filesystem::directory_iterator()));
 }
 
 long residentKb(pid_t pid)
@@ -136,6 +139,7 @@ protected:
                                       dir + "/receiver.log"));
         ASSERT_TRUE(receiver->waitForOutput("listening on port")) << receiver->output();
         fdsBefore = fdCountOf(receiver->pid());
+        ASSERT_GT(fdsBefore, 3);  // the standard streams and the listening socket at least
     }
     // The receiver is still running, holds no more descriptors than at the
     // start, serves the next caller, and no association process of it has
