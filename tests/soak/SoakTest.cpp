@@ -255,5 +255,7 @@ TEST_F(SoakTools, PeersCutOffAtRandomPointsLeaveNoHalfWrittenFile)
     std::set<std::string> stored = completeObjects(dir + "/in", pixels.size());
     EXPECT_EQ(std::set<std::string>{"1.2.826.0.1.3680043.2.1143.77"}, stored);
     EXPECT_GE(countOf(receiver->output(), "] stored "), whole);
+    // A caller that resets at once is still logged with its address.
+    EXPECT_EQ(0, countOf(receiver->output(), "CUTOFF () ")) << receiver->output();
     expectReceiverServesOn();
 }
