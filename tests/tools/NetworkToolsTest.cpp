@@ -144,3 +144,27 @@ TEST_F(NetworkTools, ReceiverStopsOnSigtermWithoutLeavingPartialFiles)
         EXPECT_NE(d.out.find("pixelData                            2097152 bytes"), std::string::npos) << file;
     }
 }
+
+// An object the receiver cannot write (here over its file size limit, as on
+// a full disk) is refused with "out of resources"; the association goes on
+// and the next object is stored.
+TEST_F(NetworkTools, ObjectThatCannotBeWrittenFailsAloneAndTheNextIsStored)
+{
+    std::string big = makeImage("big.dcm", {"-s", "512"});
+    std::string small = makeImage("small.dcm", {"-s", "16"});
+    // The size limit (128 blocks of 512 bytes) and the ignored signal for
+    // exceeding it pass on to the receiver through exec.
+    std::string command = "trap '' XFSZ; ulimit -f 128; exec " + toolPath("b3-receive") + " -p " +
+                          std::to_string(port) + " -o " + dir + "/in";
+    receiver.reset(new Background({"/bin/sh", "-c", command}, dir + "/receiver.log"));
+    ASSERT_TRUE(receiver->waitForOutput("listening on port")) << receiver->output();
+    RunResult r = tool("b3-send", {"-aec", "B3-RECEIVE", address, big, small}, 60);
+    EXPECT_EQ(1, r.status) << r.out << r.err;
+    EXPECT_NE(std::string::npos, (r.out + r.err).find("a700")) << r.out << r.err;
+    EXPECT_NE(std::string::npos, r.out.find("sent 1 of 2 files")) << r.out;
+    ASSERT_TRUE(receiver->waitForOutput("released")) << receiver->output();
+    EXPECT_EQ(1, countOf(receiver->output(), "FAILED to store"));
+    EXPECT_EQ(1, countOf(receiver->output(), "] stored "));
+    for (const std::string& file : filesUnder(dir + "/in"))
+        EXPECT_EQ(std::string::npos, file.find("/.")) << file;
+}
