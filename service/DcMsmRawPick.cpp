@@ -68,6 +68,11 @@ void DcMsmRawPick::headerComplete()
     bool big = encoding == EXPLICIT_BIG;
     uint32_t tag = (uint32_t(byteorder::get16(header, big)) << 16) | byteorder::get16(header + 2, big);
     bool delimiter = (tag >> 16) == 0xFFFE;
+    if (levels.empty() && !delimiter && tag >= stopTag && headerNeed == 8) {
+        stopAt = elementStart;
+        state = DONE;
+        return;
+    }
     bool implicit = implicitHere();
     uint32_t length = 0;
     bool isUn = false;
@@ -110,11 +115,6 @@ void DcMsmRawPick::headerComplete()
             return;
         remaining = length;
         state = remaining > 0 ? SKIP : HEADER;
-        return;
-    }
-    if (levels.empty() && tag >= stopTag) {
-        stopAt = elementStart;
-        state = DONE;
         return;
     }
     if (length == UNDEFINED) {
