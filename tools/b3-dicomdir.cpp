@@ -17,6 +17,7 @@
 
 #include "common/CommandLine.h"
 #include "common/CurrentUids.h"
+#include "common/ErrorText.h"
 #include "common/Tags.h"
 
 using namespace b3tool;
@@ -111,9 +112,7 @@ bool readImageFile(const std::string& path, ImageFile& file, std::string& reason
     }
     int status = dirReadFileHeader(path.c_str(), meta, list);
     if (status != 0) {
-        char text[64];
-        snprintf(text, sizeof text, "unreadable (status 0x%04x)", status);
-        reason = text;
+        reason = "unreadable: " + fileErrorText(status, errno);
         return false;
     }
     file.path = path;
@@ -226,7 +225,7 @@ int build(const char* program, const std::string& folder, std::vector<ImageFile>
     }
     int status = dir.write();
     if (status != 0) {
-        fail(program, "cannot write %s/DICOMDIR (status 0x%04x)", folder.c_str(), status);
+        fail(program, "cannot write %s/DICOMDIR: %s", folder.c_str(), fileErrorText(status, errno).c_str());
         return EXIT_FAILED;
     }
     printf("wrote %s/%s: %zu patient%s, %zu stud%s, %zu series, %zu object%s\n", folder.c_str(), DICOMDIR_FILE_NAME,

@@ -10,6 +10,7 @@
 #include <Brenik3.h>
 
 #include "common/CommandLine.h"
+#include "common/ErrorText.h"
 #include "common/Png.h"
 #include "common/Tags.h"
 
@@ -165,8 +166,9 @@ int main(int argc, char** argv)
     DcDirMetaInfo meta;
     DcElemList list;
     status = dirReadFile(input.c_str(), meta, list);
+    int error = errno;
     if (status != 0) {
-        fail(cl.program(), "cannot read %s (status 0x%04x)", input.c_str(), status);
+        fail(cl.program(), "cannot read %s: %s", input.c_str(), fileErrorText(status, error).c_str());
         return EXIT_FAILED;
     }
     ImageInfo info;
@@ -254,7 +256,7 @@ int main(int argc, char** argv)
         }
     }
     if (!writePng(output, image)) {
-        fail(cl.program(), "cannot write %s: %s", output.c_str(), strerror(errno));
+        fail(cl.program(), "cannot write %s: %s", output.c_str(), systemErrorText(errno).c_str());
         return EXIT_FAILED;
     }
     printf("wrote %s: %ux%u %s, %ld bits, frame %ld of %d", output.c_str(), image.width, image.height,

@@ -17,15 +17,6 @@ std::string safeName(const std::string& uid, const char* fallback)
     return name.empty() || name[0] == '.' ? fallback : name;
 }
 
-std::string systemErrorText(int error)
-{
-    if (error == ENOSPC || error == EDQUOT)
-        return "disk full";
-    if (error == EFBIG)
-        return "file too large";
-    return strerror(error);
-}
-
 int ReceivedFile::open(DcDirMetaInfo& meta, std::string& problem)
 {
     discard();

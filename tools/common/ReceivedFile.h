@@ -5,6 +5,8 @@
 
 #include <Brenik3.h>
 
+#include "common/ErrorText.h"
+
 namespace b3tool {
 
 // One object being received into FOLDER/<study UID>/<SOP instance UID>.dcm:
@@ -38,9 +40,6 @@ private:
 
 // A UID as a file or folder name: digits and dots only.
 std::string safeName(const std::string& uid, const char* fallback);
-
-// A failed system call in words: "disk full", "file too large", or strerror.
-std::string systemErrorText(int error);
 
 }
 
