@@ -6,6 +6,7 @@
 #include "dataset/DcElemCodec.h"
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
+#include "internal/Tag.h"
 
 DcElem::DcElem(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr, int sq) : isSq(sq)
 {
@@ -16,7 +17,7 @@ DcElem::DcElem(unsigned short g, unsigned short e, void* buf, unsigned int len, 
                int sq)
     : isSq(sq)
 {
-    initialize((static_cast<unsigned int>(g) << 16) | e, buf, len, xfer, newVr);
+    initialize(brenik3::makeTag(g, e), buf, len, xfer, newVr);
 }
 
 // Value constructors: an element of the tag's dictionary VR, then addValue.
@@ -28,7 +29,7 @@ DcElem::DcElem(unsigned short g, unsigned short e, void* buf, unsigned int len, 
     }                                                                                      \
     DcElem::DcElem(unsigned short g, unsigned short e, Type value) : isSq(0)               \
     {                                                                                      \
-        initialize((static_cast<unsigned int>(g) << 16) | e, nullptr, 0,                   \
+        initialize(brenik3::makeTag(g, e), nullptr, 0,                   \
                    UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);                                     \
         addValue(value);                                                                   \
     }
@@ -61,7 +62,7 @@ DcElem::DcElem(unsigned short g, unsigned short e, int fileHandle, int offset, u
                DICT_UID xfer)
     : isSq(0)
 {
-    initialize((static_cast<unsigned int>(g) << 16) | e, nullptr, 0, UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);
+    initialize(brenik3::makeTag(g, e), nullptr, 0, UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);
     addValue(fileHandle, offset, length, xfer);
 }
 
@@ -165,6 +166,16 @@ void DcElem::setVr(DICT_VR newVr)
     vr = newVr;
 }
 
+void DcElem::setGroupLength(unsigned int length)
+{
+    deleteAllValues();
+    rawBufList->destroyAllNodes();
+    vr = VR_UL;
+    vrSize = VR_SIZE_LONG;
+    vrLen = 4;
+    storeBinary(&length, sizeof length);
+}
+
 void DcElem::setTag(unsigned int newTag)
 {
     tag = newTag;
@@ -174,7 +185,7 @@ void DcElem::setTag(unsigned int newTag)
 
 void DcElem::setTag(unsigned short newGroup, unsigned short newElement)
 {
-    setTag((static_cast<unsigned int>(newGroup) << 16) | newElement);
+    setTag(brenik3::makeTag(newGroup, newElement));
 }
 
 void DcElem::pushTag(unsigned int newTag)
@@ -185,7 +196,7 @@ void DcElem::pushTag(unsigned int newTag)
 
 void DcElem::pushTag(unsigned short newGroup, unsigned short newElement)
 {
-    pushTag((static_cast<unsigned int>(newGroup) << 16) | newElement);
+    pushTag(brenik3::makeTag(newGroup, newElement));
 }
 
 int DcElem::getTag(unsigned int& value)

@@ -163,6 +163,10 @@ protected:
     unsigned int dictTag() { return pushedTag != 0 ? pushedTag : tag; }
     int isSequence() { return isSq; }
     void setVr(DICT_VR newVr);
+    // Makes this a group length element holding length: VR UL whatever VR it
+    // was read with, so that it is written in 12 bytes in every syntax and a
+    // new value never changes its size.
+    void setGroupLength(unsigned int length);
 
     unsigned int pushedTag;
     DcBufList* rawBufList;

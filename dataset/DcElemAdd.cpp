@@ -11,6 +11,7 @@
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "internal/VrLength.h"
 
 namespace {
 
@@ -323,8 +324,8 @@ int DcElem::addPiece(DICT_VR v, char* piece)
     case VR_UI: status = verifyValueUI(piece); break;
     case VR_LT: status = verifyValueLT(piece); break;
     case VR_UT: status = verifyValueUT(piece); break;
-    case VR_ST: status = verifyLength("DcElem::verifyValueST", piece, 1024); break;
-    case VR_PN: status = verifyLength("DcElem::verifyValuePN", piece, 324); break;
+    case VR_ST: status = verifyLength("DcElem::verifyValueST", piece, brenik3::vrMaxLength(VR_ST)); break;
+    case VR_PN: status = verifyLength("DcElem::verifyValuePN", piece, brenik3::vrMaxLength(VR_PN)); break;
     case VR_AS: case VR_AT: case VR_DA: case VR_DT: case VR_TM:
         status = verifyLength("DcElem::addValue", piece, 1024);
         break;

@@ -6,6 +6,7 @@
 #include "dataset/DcElemSq.h"
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
+#include "internal/Tag.h"
 
 DcElemList::DcElemList(void* buf, unsigned int len, DICT_UID xfer) : DcList(compFunc), bufList(new DcBufList)
 {
@@ -123,7 +124,7 @@ int DcElemList::getElem(int tagConst, DcElem** out)
 
 int DcElemList::getElem(unsigned short group, unsigned short element, DcElem** out)
 {
-    return getElem((static_cast<unsigned int>(group) << 16) | element, out);
+    return getElem(brenik3::makeTag(group, element), out);
 }
 
 int DcElemList::getElem(unsigned int tag, DcElemSq** out)
@@ -148,7 +149,7 @@ int DcElemList::getElem(int tagConst, DcElemSq** out)
 
 int DcElemList::getElem(unsigned short group, unsigned short element, DcElemSq** out)
 {
-    return getElem((static_cast<unsigned int>(group) << 16) | element, out);
+    return getElem(brenik3::makeTag(group, element), out);
 }
 
 template <typename Value>
@@ -173,7 +174,7 @@ int DcElemList::readValue(DcElem* elem, int status, Value& value, ELEM_VAL_INDEX
     int DcElemList::getValue(unsigned short group, unsigned short element, Type& value,                   \
                              ELEM_VAL_INDEX index)                                                        \
     {                                                                                                     \
-        return readValue(find((static_cast<unsigned int>(group) << 16) | element), 0, value, index);      \
+        return readValue(find(brenik3::makeTag(group, element)), 0, value, index);      \
     }
 
 DC_ELEMLIST_GET_VALUE(DcElemValueAS)
@@ -208,7 +209,7 @@ int DcElemList::getValue(unsigned int tag, char* buf, int len, ELEM_VAL_INDEX in
 
 int DcElemList::getValue(unsigned short group, unsigned short element, char* buf, int len, ELEM_VAL_INDEX index)
 {
-    return getValue((static_cast<unsigned int>(group) << 16) | element, buf, len, index);
+    return getValue(brenik3::makeTag(group, element), buf, len, index);
 }
 
 int DcElemList::index(int tagConst)
@@ -231,7 +232,7 @@ int DcElemList::index(unsigned int tag)
 
 int DcElemList::index(unsigned short group, unsigned short element)
 {
-    return index((static_cast<unsigned int>(group) << 16) | element);
+    return index(brenik3::makeTag(group, element));
 }
 
 int DcElemList::index(DcElem* elem)

@@ -31,14 +31,6 @@ enum {
     MSM_MIN_PDU_LEN = 4096    // a smaller maximum PDU length is ignored
 };
 
-// Copies at most max characters of text and terminates the copy.
-inline void msmCopyText(char* to, const char* text, size_t max)
-{
-    size_t len = strnlen(text, max);
-    memcpy(to, text, len);
-    to[len] = '\0';
-}
-
 // One SOP class with its transfer syntaxes in order of preference.
 struct DcMsmSopXferSyn {
     DcMsmSopXferSyn();

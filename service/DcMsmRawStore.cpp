@@ -182,14 +182,16 @@ bool DcMsmRawStore::begin(unsigned char, DICT_UID xferSyn)
 
 int DcMsmRawStore::bytes(const unsigned char* data, unsigned int len)
 {
+    // After a failed write the rest of the data set is read and dropped:
+    // the request fails, the association goes on.
     if (result != 0)
-        return result;
+        return 0;
     if (pick != nullptr && !pick->finished())
         pick->feed(data, len);
     if (!writeAll(fd, data, len, error)) {
         logReport(LOG_CHANNEL_2, "DcMsmRawStore::bytes", "Data set write error, %s", strerror(error));
         result = MSM_ERR_RAW_WRITE;
-        return result;
+        return 0;
     }
     received += len;
     return 0;

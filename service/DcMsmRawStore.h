@@ -41,8 +41,9 @@ public:
     void expect(int fd);
 
     // 0 once a whole data set was written; MSM_ERR_RAW_WRITE when writing
-    // failed (the rest of the data set was then dropped), the read's failure
-    // when the transfer broke off, MSM_ERR_RAW_NOT_ARMED before any.
+    // failed (the rest of the data set was then read and dropped, so the
+    // association goes on and the request can be answered), the read's
+    // failure when the transfer broke off, MSM_ERR_RAW_NOT_ARMED before any.
     int status() const { return result; }
     // errno of the failed write (ENOSPC for a full disk, EFBIG for a file
     // too large), 0 otherwise.

@@ -314,7 +314,8 @@ const char* const NEWER_RECORD_TYPES[] = {
 // of types this toolkit does not know can be told from damage.
 class CollectingLog : public DcLog {
 public:
-    int report(LOG_MSG, const char*, const char* format, ...) override
+    using DcLog::report;
+    int report(LOG_MSG, char*, char* format, ...) override
     {
         char line[MSG_BUF_SIZE + 64];
         va_list args;

@@ -1,7 +1,5 @@
 #include "common/DataSetPrinter.h"
 
-#include <vector>
-
 #include <Brenik3.h>
 
 #include "common/Tags.h"
@@ -44,7 +42,7 @@ std::string rawText(DcElem& elem)
 
 }
 
-std::string DataSetPrinter::valueText(DcElem& elem)
+std::string DataSetPrinter::valueText(DcElem& elem, size_t enough)
 {
     unsigned int tag;
     elem.getTag(tag);
@@ -55,15 +53,18 @@ std::string DataSetPrinter::valueText(DcElem& elem)
     if (vr == VR_OB || vr == VR_OW || vr == VR_UN || vr == VR_OX)
         return rawText(elem);
 
-    std::vector<char> buf(TEXT_VALUE_MAX + 1);
+    // One value buffer for the whole run: a fresh zeroed one per element
+    // would cost more than the element itself.
+    static char buf[TEXT_VALUE_MAX + 1];
     std::string text;
     int count = elem.getValueCount();
     elem.resetValueCount();
-    for (int i = 0; i < count; i++) {
-        int status = elem.getValue(buf.data(), TEXT_VALUE_MAX);
+    for (int i = 0; i < count && text.size() <= enough; i++) {
+        buf[0] = '\0';
+        int status = elem.getValue(buf, TEXT_VALUE_MAX);
         if (i > 0)
             text += '\\';
-        text += buf.data();
+        text += buf;
         if (status != 0)
             break;
     }
@@ -103,7 +104,7 @@ void DataSetPrinter::printElem(DcElem& elem, int depth)
         }
         return;
     }
-    std::string value = valueText(elem);
+    std::string value = valueText(elem, maxValue);
     if (value.size() > maxValue)
         value = value.substr(0, maxValue) + "...";
     fprintf(out, "%s\n", value.c_str());

@@ -29,8 +29,10 @@ int ReceivedFile::open(DcDirMetaInfo& meta, std::string& problem)
         return -1;
     }
     partial = name.data();
-    if (meta.implClassUid[0] == '\0')
-        snprintf(meta.implClassUid, sizeof meta.implClassUid, "%s", DIR_UID_ROOT ".4.3.2");
+    if (meta.implClassUid[0] == '\0') {
+        DcMsmScpInfo toolkit;  // carries the toolkit's implementation class UID
+        snprintf(meta.implClassUid, sizeof meta.implClassUid, "%s", toolkit.implClassUid);
+    }
     int status = dirCheckMetaInfo(meta);
     if (status != 0) {
         char text[96];
