@@ -141,6 +141,7 @@ private:
     ReceivedFile file;
     DcCmdCStoreRq* pending = nullptr;
     std::string pendingProblem;
+    int nowhere = -1;  // /dev/null, for data sets that have no file to go to
 
     void request(DcMsm& msm, DcCmdCStoreRq* rq);
     unsigned short store(std::string& where);
@@ -168,6 +169,13 @@ void Association::request(DcMsm& msm, DcCmdCStoreRq* rq)
     snprintf(meta.sourceAeTitle, sizeof meta.sourceAeTitle, "%s", asso.callingAeTitle);
     int fd = file.open(meta, pendingProblem);
     snprintf(partialPath, sizeof partialPath, "%s", file.partialPath().c_str());
+    // Without a file the data set is still taken as it comes, and dropped:
+    // the request fails, memory stays small and the association goes on.
+    if (fd < 0) {
+        if (nowhere < 0)
+            nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        fd = nowhere;
+    }
     raw.expect(fd);
 }
 
@@ -178,7 +186,8 @@ unsigned short Association::store(std::string& where)
     if (problem.empty() && status != 0) {
         char code[32];
         snprintf(code, sizeof code, " (status 0x%04x)", status);
-        problem = (status == MSM_ERR_RAW_WRITE ? systemErrorText(raw.writeErrno()) : std::string("data set not received")) + code;
+        problem = status == MSM_ERR_RAW_WRITE ? systemErrorText(raw.writeErrno()) : "data set not received";
+        problem += code;
     }
     std::string instance = raw.sopInstanceUid();
     if (instance.empty())
