@@ -204,3 +204,39 @@ TEST_F(BitPreserving, ThirtyCallersAtOnceAreAllServed)
         succeeded += caller->wait(60) == 0;
     EXPECT_EQ(succeeded, 30);
 }
+
+// A class and syntaxes the built-in table lacks travel both ways: a
+// multi-frame secondary capture to storescp, and the same object deflated
+// to the receiver, which stores the deflated bytes as they came.
+TEST_F(BitPreserving, ClassesAndSyntaxesOutsideTheBuiltInTableTravel)
+{
+    std::ofstream(dir + "/mf.dump") << "(0008,0016) UI =MultiframeGrayscaleWordSecondaryCaptureImageStorage\n"
+                                       "(0008,0018) UI [1.2.826.0.1.3680043.2.1.5]\n"
+                                       "(0020,000d) UI [1.2.826.0.1.3680043.2.1.9]\n"
+                                       "(0028,0008) IS [2]\n"
+                                       "(7fe0,0010) OW 0001\\0002\\0003\\0004\n";
+    std::string object = dir + "/mf.dcm";
+    ASSERT_EQ(run({"dump2dcm", "-q", "+te", dir + "/mf.dump", object}).status, 0);
+    std::string deflated = dir + "/mf-deflated.dcm";
+    ASSERT_EQ(run({"dcmconv", "-q", "+td", object, deflated}).status, 0);
+
+    std::unique_ptr<Background> storescp(
+        new Background({"storescp", "-od", dir + "/in", std::to_string(port)}, dir + "/storescp.log"));
+    ASSERT_TRUE(waitForListener(port)) << storescp->output();
+    RunResult sent = tool("b3-send", {address, object});
+    ASSERT_EQ(sent.status, 0) << sent.out << sent.err;
+    std::vector<std::string> stored = filesUnder(dir + "/in");
+    ASSERT_EQ(stored.size(), 1u);
+    EXPECT_EQ(dataSetOf(stored[0]), dataSetOf(object));
+    storescp->stop(SIGTERM);
+    std::filesystem::remove(stored[0]);
+
+    startReceiver();
+    RunResult r = tool("b3-send", {address, deflated});
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    receiver->stop(SIGTERM);
+    stored = filesUnder(dir + "/in");
+    ASSERT_EQ(stored.size(), 1u) << receiver->output();
+    EXPECT_EQ(dataSetOf(stored[0]), dataSetOf(deflated));
+    EXPECT_NE(metaSyntax(stored[0]).find("1.2.840.10008.1.2.1.99"), std::string::npos);
+}
