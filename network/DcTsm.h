@@ -113,6 +113,12 @@ public:
     int getStartupStatus() { return startupStatus; }
     // 0 none, 1 opened as requester, 2 opened as acceptor.
     int getConnSide() { return connSide; }
+    // Extension: takes a connection that the caller accepted on the listening
+    // socket itself (a server whose parent process only accepts and hands each
+    // connection to a worker), as if this acceptor had accepted it; ARTIM then
+    // guards the A-ASSOCIATE-RQ awaited on it. The machine must hold no
+    // connection yet. Not used unless called.
+    int adoptConnection(int sock);
 
 protected:
     int stateMachine(TSM_EVENT event, void* arg);

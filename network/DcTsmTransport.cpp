@@ -229,6 +229,22 @@ int DcTsm::sockConvOpenClient(const char* host, int port)
     return setTimeoutInfo();
 }
 
+int DcTsm::adoptConnection(int sock)
+{
+    if (sock <= 0 || tcpInfo.sockConv > 0) {
+        logReport(LOG_CHANNEL_2, "DcTsm::adoptConnection", "No socket to adopt, or a conversation is open");
+        return TSM_ERR_NO_CONVERSATION;
+    }
+    setNoDelay(sock);
+    tcpInfo.sockConv = sock;
+    connSide = TSM_CONN_ACCEPTOR;
+    delete pdu;
+    pdu = new DcPdu();
+    pdu->attach(sock);
+    artimStart();
+    return setTimeoutInfo();
+}
+
 void DcTsm::closeSockConv()
 {
     if (tcpInfo.sockConv != 0) {

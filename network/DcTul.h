@@ -7,6 +7,7 @@
 #include "network/DcPduDataTf.h"
 #include "network/DcTsm.h"
 #include "foundation/Export.h"
+#include "network/DcTulDataSetSink.h"
 
 // Status codes of the transport upper layer (module 0x42).
 enum {
@@ -44,6 +45,10 @@ public:
 
     int setArtimTimeout(int seconds);
     int registerPixRecvCB(void* userData, DcMsmPixRecvCB callback);
+    // Extension: data sets that the sink takes (DcTulDataSetSink) bypass
+    // reassembly and the pixel callback; null (the default) switches it off.
+    // The sink stays owned by the caller.
+    void setDataSetSink(DcTulDataSetSink* sink) { dataSetSink = sink; }
     void setState(TSM_STATE newState) { state = newState; }
 
     int event00_connectScu(const char* host, int port);
@@ -84,7 +89,10 @@ private:
                       const unsigned char* delimiterTag);
     int writePixels(const unsigned char* data, unsigned int len);
 
+    int sinkFragments(DcPduDataTf* source);
+
     DcMsmPixRecvCB pixRecvCB;
+    DcTulDataSetSink* dataSetSink = nullptr;
     void* pixRecvUserData;
     TUL_TYPE tulType;
     int tulValue;

@@ -81,6 +81,9 @@ public:
     // Replaces the connection socket; returns the previous one.
     int setStreamHandle(int socket);
     int getStreamHandle(int& socket);
+    // Extension: the result, source and reason of the last A-ASSOCIATE-RJ
+    // received (all 0 when none came), to say why connect was rejected.
+    DcPduInfoRj getRejectInfo() { return lastReject; }
 
 private:
     int setAeTitle(const char* title);
@@ -118,6 +121,7 @@ private:
     char implClassUid[MSM_UID_LEN + 1];
     char implVerName[MSM_VER_NAME_LEN + 1];
     DcMsmAssoInfo assoInfo;
+    DcPduInfoRj lastReject = {0, 0, 0};
 };
 
 #endif

@@ -13,6 +13,7 @@
 #ifdef BRENIK3_TOOLS_CODECS
 #include "common/CodecFrame.h"
 #endif
+#include "common/ErrorText.h"
 #include "common/Png.h"
 #include "common/Tags.h"
 
@@ -176,8 +177,9 @@ int main(int argc, char** argv)
 #else
     status = dirReadFile(input.c_str(), meta, list);
 #endif
+    int error = errno;
     if (status != 0) {
-        fail(cl.program(), "cannot read %s (status 0x%04x)", input.c_str(), status);
+        fail(cl.program(), "cannot read %s: %s", input.c_str(), fileErrorText(status, error).c_str());
         return EXIT_FAILED;
     }
     ImageInfo info;
@@ -282,7 +284,7 @@ int main(int argc, char** argv)
         }
     }
     if (!writePng(output, image)) {
-        fail(cl.program(), "cannot write %s: %s", output.c_str(), strerror(errno));
+        fail(cl.program(), "cannot write %s: %s", output.c_str(), systemErrorText(errno).c_str());
         return EXIT_FAILED;
     }
     printf("wrote %s: %ux%u %s, %ld bits, frame %ld of %d", output.c_str(), image.width, image.height,

@@ -46,10 +46,16 @@ TEST_F(NetworkTools, EchoReportsEachRoundTripOrWhyItGotNone)
     RunResult alone = tool("b3-echo", {"-p", std::to_string(port), "127.0.0.1"}, 30);
     EXPECT_EQ(alone.status, 1);
     EXPECT_NE(alone.err.find("no association"), std::string::npos) << alone.err;
+    EXPECT_NE(alone.err.find("connection refused (status 0x"), std::string::npos) << alone.err;
+    RunResult nowhere = tool("b3-echo", {"no-such-host.invalid:104"}, 30);
+    EXPECT_NE(nowhere.err.find("host unknown (status 0x"), std::string::npos) << nowhere.err;
     startReceiver({"--accept-calling", "MODALITY"});
     RunResult refused = tool("b3-echo", {"-aet", "INTRUDER", "-aec", "B3-RECEIVE", address}, 30);
     EXPECT_EQ(refused.status, 1);
-    EXPECT_NE(refused.err.find("association rejected"), std::string::npos) << refused.err;
+    EXPECT_NE(refused.err.find("association rejected, permanent, by the service provider (presentation): calling "
+                               "AE title not recognized (status 0x"),
+              std::string::npos)
+        << refused.err;
     RunResult r = tool("b3-echo", {"-aet", "MODALITY", "-aec", "B3-RECEIVE", "-r", "3", address}, 30);
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(countOf(r.out, "success, round trip"), 3) << r.out;
