@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 #include "dataset/DcElemCodec.h"
 #include "dictionary/DcDict.h"
@@ -70,7 +71,7 @@ DcElem::DcElem(const DcElem& other)
     : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
       valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
-      valueCapacity(other.valueCapacity)
+      valueCapacity(other.valueCapacity), sharesValues(true)
 {
 }
 
@@ -78,6 +79,10 @@ DcElem& DcElem::operator=(const DcElem& other)
 {
     if (this == &other)
         return *this;
+    if (!sharesValues && values != other.values)
+        deleteAllValues();
+    if (!sharesValues && rawBufList != other.rawBufList)
+        delete rawBufList;
     DcNode::operator=(other);
     pushedTag = other.pushedTag;
     rawBufList = other.rawBufList;
@@ -91,13 +96,58 @@ DcElem& DcElem::operator=(const DcElem& other)
     isSq = other.isSq;
     valueCount = other.valueCount;
     valueCapacity = other.valueCapacity;
+    sharesValues = true;
     return *this;
 }
 
 DcElem::~DcElem()
 {
+    if (sharesValues)
+        return;
     deleteAllValues();
     delete rawBufList;
+}
+
+void DcElem::ownValues()
+{
+    if (!sharesValues)
+        return;
+    sharesValues = false;
+    void** shared = values;
+    int count = valueCount;
+    DcBufList* sharedBufs = rawBufList;
+    values = nullptr;
+    valueCount = valueCapacity = 0;
+    rawBufList = new DcBufList;
+    // Each value block has the size the writers read from it: a whole
+    // binary value, or a string with its NUL.
+    bool binary = vrSize >= VR_SIZE_WORD && vrSize <= VR_SIZE_DOUBLE;
+    unsigned int unit = effectiveVr() == VR_AT ? 4 : vrLen;
+    for (int i = 0; i < count; ++i) {
+        if (binary)
+            storeBinary(shared[i], unit);
+        else
+            storeString(static_cast<char*>(shared[i]));
+    }
+    for (DcBuf* entry = sharedBufs->first(); entry != nullptr; entry = entry->next()) {
+        if (entry->getType() == BUF_MEMORY) {
+            void* block = malloc(entry->getLen() ? entry->getLen() : 1);
+            if (block == nullptr)
+                continue;
+            memcpy(block, entry->getBuf(), entry->getLen());
+            rawBufList->add(new DcBuf(block, entry->getLen(), entry->getXferSyn()));
+        } else if (entry->getType() == BUF_DISK) {
+            int handle = dup(entry->getHandle());
+            if (handle != -1)
+                rawBufList->add(new DcBuf(handle, entry->getOffset(), entry->getLen(), entry->getXferSyn()));
+        }
+    }
+}
+
+DcBufList* DcElem::ownBufList()
+{
+    ownValues();
+    return rawBufList;
 }
 
 void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
@@ -109,6 +159,7 @@ void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_U
 
 void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
 {
+    sharesValues = false;
     pushedTag = 0;
     rawBufList = new DcBufList;
     values = nullptr;
@@ -227,6 +278,7 @@ int DcElem::getVr(DICT_VR& value)
 // multiplicity allows works as a ring: the oldest value makes room.
 void** DcElem::newSlot()
 {
+    ownValues();
     int limit = vm;
     int tagConst;
     if (Dict.getTagDef(dictTag(), tagConst) == 0)
@@ -273,6 +325,7 @@ int DcElem::storeString(const char* value)
 
 void DcElem::deleteAllValues()
 {
+    ownValues();
     if (values == nullptr)
         return;
     for (int i = 0; i < valueCount; ++i)

@@ -33,7 +33,13 @@ class DcElemList;
 // One data element: tag, VR, multiplicity and its values. Values of binary
 // VRs are kept in binary form, one heap block per value; text VRs (and AS,
 // DA, DT, PN, TM) as NUL-terminated strings; OB, OW, UN and OX as raw buffers
-// in memory or on disk. Copies are shallow: they share values and buffers.
+// in memory or on disk.
+//
+// Copies are shallow: a copy reads the values and raw buffers of the element
+// it was copied from, which keeps owning them; destroying the copy releases
+// nothing. A copy whose values are changed (added, deleted, parsed, or its
+// buffer list handed out) first takes copies of them of its own, so that the
+// original is never changed or freed through it.
 class DcElem : public DcNode {
 public:
     DcElem(int tag, void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
@@ -128,7 +134,7 @@ public:
     int getTag(unsigned short& group, unsigned short& element);
     int getTag(int& tagConst);
     int getVr(DICT_VR& vr);
-    DcBufList* getBufList() { return rawBufList; }
+    DcBufList* getBufList() { return ownBufList(); }
 
     // Encoding (frame, getBufSize) and decoding (parseVal) of the element.
     virtual int parseVal(void* buf, unsigned int len, DICT_UID xfer);
@@ -184,6 +190,12 @@ protected:
 private:
     int valueCount;
     int valueCapacity;
+    // Set in copies: values and raw buffers are those of the original.
+    bool sharesValues;
+
+    // Gives a copy values and raw buffers of its own before they change.
+    void ownValues();
+    DcBufList* ownBufList();
 
     void initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr);
     void initializeByConst(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr);

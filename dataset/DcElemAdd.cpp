@@ -518,7 +518,7 @@ int DcElem::addValue(DcBuf* value)
     }
     DcBuf* entry = new DcBuf;
     entry->move(value);
-    rawBufList->add(entry);
+    ownBufList()->add(entry);
     return 0;
 }
 
@@ -535,7 +535,7 @@ int DcElem::addValue(void* buf, unsigned int len, DICT_UID xfer)
     if (block == nullptr)
         return ELEM_ERR_BAD_VALUE;
     memcpy(block, buf, len);
-    rawBufList->add(new DcBuf(block, len, xfer));
+    ownBufList()->add(new DcBuf(block, len, xfer));
     return 0;
 }
 
@@ -557,6 +557,6 @@ int DcElem::addValue(int fileHandle, int offset, unsigned int length, DICT_UID x
                       fileHandle);
         return ELEM_ERR_BAD_VALUE;
     }
-    rawBufList->add(new DcBuf(handle, offset, length, xfer));
+    ownBufList()->add(new DcBuf(handle, offset, length, xfer));
     return 0;
 }

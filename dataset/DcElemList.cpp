@@ -14,10 +14,24 @@ DcElemList::DcElemList(void* buf, unsigned int len, DICT_UID xfer) : DcList(comp
         parse(buf, len, xfer);
 }
 
+DcElemList::DcElemList(const DcElemList& other) : DcList(other), bufList(other.bufList) {}
+
+DcElemList& DcElemList::operator=(const DcElemList& other)
+{
+    if (this == &other)
+        return *this;
+    if (!isShallowCopy() && bufList != other.bufList)
+        delete bufList;
+    DcList::operator=(other);
+    bufList = other.bufList;
+    return *this;
+}
+
 DcElemList::~DcElemList()
 {
     destroyAllNodes();
-    delete bufList;
+    if (!isShallowCopy())
+        delete bufList;
 }
 
 int DcElemList::compFunc(void* a, void* b)
