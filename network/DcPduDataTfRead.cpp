@@ -137,15 +137,22 @@ int DcPduDataTf::readGathered(unsigned int fragLen, int dumpHandle, PDU_BLOCK bl
     unsigned int got = 0;
     while (got < fragLen) {
         size_t used = start + got;
-        if (used == into->gatherCapacity && !into->growGatherBlock(std::min<unsigned int>(fragLen - got, PDV_READ_STEP)))
+        bool room = used < into->gatherCapacity ||
+                    into->growGatherBlock(std::min<unsigned int>(fragLen - got, PDV_READ_STEP));
+        unsigned int piece = 0;
+        int status = PDU_DATA_TF_ERR;
+        if (room) {
+            unsigned char* data = static_cast<unsigned char*>(into->gatherBlock->getBuf());
+            piece = static_cast<unsigned int>(std::min<size_t>(into->gatherCapacity - used, fragLen - got));
+            status = readBuf(data + used, piece, block);
+        }
+        if (status != 0) {
+            // As unread: a fragment cut short is not kept.
+            into->gatherBlock->setLen(static_cast<unsigned int>(start));
             return PDU_DATA_TF_ERR;
-        unsigned char* data = static_cast<unsigned char*>(into->gatherBlock->getBuf());
-        unsigned int piece = static_cast<unsigned int>(std::min<size_t>(into->gatherCapacity - used, fragLen - got));
-        int status = readBuf(data + used, piece, block);
+        }
         got += piece;
         into->gatherBlock->setLen(static_cast<unsigned int>(start + got));
-        if (status != 0)
-            return PDU_DATA_TF_ERR;
     }
     if (dumpHandle != -1)
         pduDumpWrite(dumpHandle, static_cast<unsigned char*>(into->gatherBlock->getBuf()) + start, fragLen);

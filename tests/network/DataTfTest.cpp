@@ -188,14 +188,19 @@ TEST(DataTfRead, PdvLengthOutsideItsPduIsRejected)
 
 TEST(DataTfRead, PeerClosingMidPduKeepsTheFragmentsReadSoFar)
 {
-    TfReader reader;
-    Bytes body = pduBody({{1, 0, {1, 2}}, {1, 2, Bytes(100, 5)}});
-    body.resize(body.size() - 40);
-    reader.pair.send(body);
-    reader.pair.closePeer();
-    EXPECT_EQ(PDU_DATA_TF_ERR, reader.pdu.read(-1, PDU_WAIT));
-    ASSERT_NE(nullptr, reader.pdu.firstBuf());
-    EXPECT_EQ(reader.pdu.firstBuf(), reader.pdu.lastBuf());
+    for (bool gathered : {false, true}) {
+        TfReader reader;
+        if (gathered)
+            reader.pdu.gatherInto(nullptr);
+        Bytes body = pduBody({{1, 0, {1, 2}}, {1, 2, Bytes(100, 5)}});
+        body.resize(body.size() - 40);
+        reader.pair.send(body);
+        reader.pair.closePeer();
+        EXPECT_EQ(PDU_DATA_TF_ERR, reader.pdu.read(-1, PDU_WAIT));
+        ASSERT_NE(nullptr, reader.pdu.firstBuf());
+        EXPECT_EQ(reader.pdu.firstBuf(), reader.pdu.lastBuf());
+        EXPECT_EQ(Bytes({1, 2}), reader.fragment(reader.pdu.firstBuf())) << "gathered " << gathered;
+    }
 }
 
 TEST(DataTfRead, NothingWaitingFailsAtOnceAndSilentPeerTimesOut)
