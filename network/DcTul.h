@@ -80,6 +80,9 @@ private:
     int processPduDataTf(DcPduDataTf* target, DcPduDataTf* source, int& pixState, unsigned int& count,
                          DICT_UID xferSyn);
     int callPixRecvCB(DcPduDataTf* pdu, DICT_UID xferSyn);
+    // Whether a message is received whole into memory: no pixel file, no
+    // pixel callback. Its fragments are then read into one block.
+    bool receivesInMemory() const { return tcpInfo.pixelDataHandle == -1 && pixRecvCB == nullptr; }
     // Waits for the next PDU while this machine's ARTIM timer runs, and
     // turns its expiry into the ARTIM event.
     int artimWait(PDU_BLOCK block);

@@ -96,6 +96,8 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
         break;
     case PDU_DATA_TF:
         pdu = new DcPduDataTf();
+        if (receivesInMemory())
+            static_cast<DcPduDataTf*>(pdu)->gatherInto(nullptr);
         event = TSM_EVT10;
         break;
     case PDU_RELEASE_RQ:
@@ -200,6 +202,8 @@ int DcTul::readPduDataTf(DcPduDataTf* pdu, DICT_UID xferSyn, PDU_BLOCK block)
 
     DcPduDataTf next;
     givePduLimits(next);
+    if (receivesInMemory())
+        next.gatherInto(pdu);
     while (status == 0 && (lastHeader & PDV_MCH_LAST) == 0) {
         PDU_TYPE type;
         status = readNextPduType(type, block);
@@ -264,7 +268,7 @@ int DcTul::processPduDataTf(DcPduDataTf* target, DcPduDataTf* source, int& pixSt
                             DICT_UID xferSyn)
 {
     static const char* const function = "DcTul::processPduDataTf";
-    if (tcpInfo.pixelDataHandle == -1 && pixRecvCB == nullptr) {
+    if (receivesInMemory()) {
         for (DcBuf* buf = source->firstBuf(); buf != nullptr;) {
             DcBuf* following = buf->next();
             count += buf->getLen();
