@@ -96,7 +96,8 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
         break;
     case PDU_DATA_TF:
         pdu = new DcPduDataTf();
-        if (receivesInMemory())
+        // A data set sink takes the fragments one by one as they come.
+        if (receivesInMemory() && dataSetSink == nullptr)
             static_cast<DcPduDataTf*>(pdu)->gatherInto(nullptr);
         event = TSM_EVT10;
         break;
@@ -202,7 +203,7 @@ int DcTul::readPduDataTf(DcPduDataTf* pdu, DICT_UID xferSyn, PDU_BLOCK block)
 
     DcPduDataTf next;
     givePduLimits(next);
-    if (receivesInMemory())
+    if (receivesInMemory() && dataSetSink == nullptr)
         next.gatherInto(pdu);
     while (status == 0 && (lastHeader & PDV_MCH_LAST) == 0) {
         PDU_TYPE type;
