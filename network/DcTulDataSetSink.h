@@ -1,6 +1,7 @@
 #ifndef BRENIK3_NETWORK_DCTULDATASETSINK_H
 #define BRENIK3_NETWORK_DCTULDATASETSINK_H
 
+#include "foundation/Export.h"
 #include "dictionary/DcDictTypes.h"
 
 // Extension: a receiver of data set bytes exactly as they arrive. Registered
@@ -10,7 +11,7 @@
 // message that read returns for it has an empty element list. Memory stays
 // at one PDU whatever the size of the data set. Nothing changes while no
 // sink is registered.
-class DcTulDataSetSink {
+class BRENIK3_API DcTulDataSetSink {
 public:
     virtual ~DcTulDataSetSink() = default;
     // A data set begins on the presentation context, in the transfer syntax

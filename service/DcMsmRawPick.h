@@ -1,6 +1,7 @@
 #ifndef BRENIK3_SERVICE_DCMSMRAWPICK_H
 #define BRENIK3_SERVICE_DCMSMRAWPICK_H
 
+#include "foundation/Export.h"
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,7 +13,7 @@
 // encapsulated pixel data are stepped over; only values of up to
 // DcMsmRawPick::VALUE_MAX bytes are kept. Used by the bit-preserving store
 // and send (DcMsmRawStore.h), and usable on any byte stream of a data set.
-class DcMsmRawPick {
+class BRENIK3_API DcMsmRawPick {
 public:
     enum Encoding { IMPLICIT_LITTLE, EXPLICIT_LITTLE, EXPLICIT_BIG };
     enum { VALUE_MAX = 256, DEPTH_MAX = 64 };

@@ -1,6 +1,7 @@
 #ifndef BRENIK3_SERVICE_DCMSMRAWSTORE_H
 #define BRENIK3_SERVICE_DCMSMRAWSTORE_H
 
+#include "foundation/Export.h"
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -32,7 +33,7 @@ enum {
     MSM_ERR_RAW_NOT_ARMED = 0x2C34 // status of a store that took no data set
 };
 
-class DcMsmRawStore : public DcTulDataSetSink {
+class BRENIK3_API DcMsmRawStore : public DcTulDataSetSink {
 public:
     DcMsmRawStore() = default;
 
@@ -74,7 +75,7 @@ private:
 };
 
 // A Part 10 file opened for sending its data set as it is.
-class DcMsmRawFile {
+class BRENIK3_API DcMsmRawFile {
 public:
     DcMsmRawFile() = default;
     DcMsmRawFile(const DcMsmRawFile&) = delete;
@@ -97,7 +98,7 @@ public:
 // file's data set bytes unchanged, in P-DATA-TF PDUs that fit the peer's
 // maximum PDU length. The context must have been accepted with the file's
 // own transfer syntax. Returns 0, MSM_ERR_RAW_READ or MSM_ERR_RAW_SEND.
-int msmRawStoreRq(DcMsm& msm, unsigned char presCtxId, const DcMsmRawFile& file, unsigned short messageId,
+BRENIK3_API int msmRawStoreRq(DcMsm& msm, unsigned char presCtxId, const DcMsmRawFile& file, unsigned short messageId,
                   unsigned short priority);
 
 #endif

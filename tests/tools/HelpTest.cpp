@@ -8,8 +8,9 @@
 
 namespace {
 
-const char* const TOOLS[] = {"b3-dump", "b3-echo", "b3-send", "b3-receive",
-                             "b3-find", "b3-dicomdir", "b3-png", "b3-mkimage"};
+const char* const TOOLS[] = {"b3-dump",     "b3-echo", "b3-send",    "b3-receive", "b3-find",
+                             "b3-dicomdir", "b3-png",  "b3-mkimage", "b3-convert", "b3-archive",
+                             "b3-move",     "b3-get"};
 
 struct HelpOption {
     std::string name;
