@@ -13,6 +13,8 @@ namespace b3tool {
 CommandLine::CommandLine(const char* program, const char* operands, const char* summaryText)
     : name(program), operandText(operands), summary(summaryText), wantHelp(false), isVerbose(false)
 {
+    // Every tool knows today's attributes, UIDs and VRs.
+    Dict.loadCurrent();
     flag("-h", "--help", "print this help and exit", wantHelp);
     flag("-v", "--verbose", "log what the library does (to standard error)", isVerbose);
 }
