@@ -71,6 +71,11 @@ DcElem::DcElem(const DcElem& other)
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
       valueCapacity(other.valueCapacity)
 {
+    asRead = nullptr;
+    asReadLen = 0;
+    asReadXfer = other.asReadXfer;
+    unchanged = false;
+    undefinedLength = other.undefinedLength;
 }
 
 DcElem& DcElem::operator=(const DcElem& other)
@@ -90,11 +95,18 @@ DcElem& DcElem::operator=(const DcElem& other)
     isSq = other.isSq;
     valueCount = other.valueCount;
     valueCapacity = other.valueCapacity;
+    free(asRead);
+    asRead = nullptr;
+    asReadLen = 0;
+    unchanged = false;
+    undefinedLength = other.undefinedLength;
     return *this;
 }
 
 DcElem::~DcElem()
 {
+    free(asRead);
+    asRead = nullptr;
     deleteAllValues();
     delete rawBufList;
 }
@@ -109,6 +121,11 @@ void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_U
 void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
 {
     pushedTag = 0;
+    asRead = nullptr;
+    asReadLen = 0;
+    asReadXfer = xfer;
+    unchanged = false;
+    undefinedLength = false;
     rawBufList = new DcBufList;
     values = nullptr;
     valueCount = valueCapacity = 0;
@@ -162,7 +179,77 @@ DICT_VR DcElem::effectiveVr()
 
 void DcElem::setVr(DICT_VR newVr)
 {
+    if (newVr != vr)
+        dropAsRead();
     vr = newVr;
+}
+
+// ---- lossless mode ------------------------------------------------------------
+
+DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(0)
+{
+    pushedTag = 0;
+    asRead = nullptr;
+    asReadLen = 0;
+    asReadXfer = UID_LITTLE_ENDIAN_IMPLICIT;
+    unchanged = false;
+    undefinedLength = false;
+    rawBufList = new DcBufList;
+    values = nullptr;
+    valueCount = valueCapacity = 0;
+    valueIndex = 0;
+    setTag(newTag);
+    vm = 0;
+    vr = newVr;
+    vrSize = VR_SIZE_BYTE;
+    vrLen = 0;
+    if (!elemcodec::isRawVr(newVr)) {
+        int length = 0;
+        Dict.getVrSize(newVr, vrSize);
+        Dict.getVrLen(newVr, length);
+        vrLen = newVr == VR_AT ? 2 : static_cast<unsigned int>(length);
+    }
+}
+
+DcElem* DcElem::makeAsRead(unsigned int newTag, DICT_VR newVr, unsigned char* buf, unsigned int len, DICT_UID xfer)
+{
+    DcElem* elem = new DcElem(AsReadTag{}, newTag, newVr);
+    if (len > 0) {
+        if (elemcodec::isRawVr(newVr))
+            elem->addValue(buf, len, xfer);
+        else
+            elem->parseVal(buf, len, xfer);
+    }
+    return elem;
+}
+
+void DcElem::keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined)
+{
+    free(asRead);
+    asRead = nullptr;
+    asReadLen = 0;
+    if (!elemcodec::isRawVr(vr) && vr != VR_SQ && len > 0) {
+        asRead = static_cast<unsigned char*>(malloc(len));
+        if (asRead == nullptr)
+            return;
+        memcpy(asRead, buf, len);
+        asReadLen = len;
+    }
+    asReadXfer = xfer;
+    unchanged = true;
+    undefinedLength = undefined;
+}
+
+void DcElem::dropAsRead()
+{
+    if (!unchanged)
+        return;
+    free(asRead);
+    asRead = nullptr;
+    asReadLen = 0;
+    unchanged = false;
+    if (!isSq && tag != elemcodec::TAG_ITEM)  // sequences and items keep their length form
+        undefinedLength = false;
 }
 
 void DcElem::setTag(unsigned int newTag)
@@ -216,6 +303,7 @@ int DcElem::getVr(DICT_VR& value)
 // multiplicity allows works as a ring: the oldest value makes room.
 void** DcElem::newSlot()
 {
+    dropAsRead();
     int limit = vm;
     int tagConst;
     if (Dict.getTagDef(dictTag(), tagConst) == 0)
@@ -262,6 +350,7 @@ int DcElem::storeString(const char* value)
 
 void DcElem::deleteAllValues()
 {
+    dropAsRead();
     if (values == nullptr)
         return;
     for (int i = 0; i < valueCount; ++i)

@@ -107,7 +107,7 @@ public:
     int getValue(DcElemValuePN& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(DcElemValueTM& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(DICT_UID& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
-    // buf must hold len + 1 bytes.
+    // buf must hold len + 1 bytes. UC and UR give their whole text.
     int getValue(char* buf, int len, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(short& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(unsigned short& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
@@ -130,6 +130,13 @@ public:
     int getVr(DICT_VR& vr);
     DcBufList* getBufList() { return rawBufList; }
 
+    // True for an element read by a data set in lossless mode (see
+    // DcElemList::setLossless) and not changed since: frame then writes the
+    // value bytes exactly as they were read, with the VR and the length form
+    // (defined or undefined) they came with. Adding, deleting or parsing
+    // values clears it for good.
+    bool isUnchanged() const { return unchanged; }
+
     // Encoding (frame, getBufSize) and decoding (parseVal) of the element.
     virtual int parseVal(void* buf, unsigned int len, DICT_UID xfer);
     virtual int frame(DcBufList* list, unsigned int& len, DICT_UID xfer);
@@ -144,6 +151,7 @@ public:
 
 protected:
     friend class DcElemList;
+    friend class DcElemSq;
 
     void setTag(unsigned int newTag);
     void setTag(unsigned short newGroup, unsigned short newElement);
@@ -177,7 +185,27 @@ protected:
     DICT_VR_SIZE vrSize;
     int isSq;
 
+    // Lossless mode: the value bytes as read (text and binary VRs; raw VRs
+    // keep theirs in rawBufList), their syntax, and the length form.
+    unsigned char* asRead;
+    unsigned int asReadLen;
+    DICT_UID asReadXfer;
+    bool unchanged;
+    bool undefinedLength;
+
+    // Remembers the value bytes as read and marks the element unchanged.
+    void keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined);
+    void dropAsRead();
+    // An element of any tag, known to the dictionary or not, holding the value
+    // bytes as read with the given VR (the newer VRs and UN as raw buffers).
+    static DcElem* makeAsRead(unsigned int tag, DICT_VR vr, unsigned char* buf, unsigned int len, DICT_UID xfer);
+
 private:
+    struct AsReadTag {};
+    DcElem(AsReadTag, unsigned int tag, DICT_VR vr);
+    int frameAsRead(unsigned char* buf, unsigned int& len, bool big);
+    int getNewerText(char* buf, unsigned int len);
+
     int valueCount;
     int valueCapacity;
 

@@ -515,6 +515,7 @@ int DcElem::addValue(DcBuf* value)
         logReport(LOG_CHANNEL_1, addValueName, "Only Pixel Data (7fe0,0010) accepts disk based raw buffers");
         return ELEM_ERR_BAD_VALUE;
     }
+    dropAsRead();
     DcBuf* entry = new DcBuf;
     entry->move(value);
     rawBufList->add(entry);
@@ -534,6 +535,7 @@ int DcElem::addValue(void* buf, unsigned int len, DICT_UID xfer)
     if (block == nullptr)
         return ELEM_ERR_BAD_VALUE;
     memcpy(block, buf, len);
+    dropAsRead();
     rawBufList->add(new DcBuf(block, len, xfer));
     return 0;
 }
@@ -556,6 +558,7 @@ int DcElem::addValue(int fileHandle, int offset, unsigned int length, DICT_UID x
                       fileHandle);
         return ELEM_ERR_BAD_VALUE;
     }
+    dropAsRead();
     rawBufList->add(new DcBuf(handle, offset, length, xfer));
     return 0;
 }

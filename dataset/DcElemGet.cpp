@@ -113,12 +113,14 @@ int DcElem::getValue(char* buf, int len, ELEM_VAL_INDEX index)
         return ELEM_ERR_NULL_ARG;
     }
     buf[0] = '\0';
+    if (len < 0)
+        len = 0;
+    if (vr == VR_UC || vr == VR_UR)
+        return getNewerText(buf, static_cast<unsigned int>(len));
     int status;
     void* value = valueAtIndex(status);
     if (value == nullptr)
         return status;
-    if (len < 0)
-        len = 0;
     DICT_VR v = effectiveVr();
     if (elemcodec::isTextVr(v)) {
         const char* text = static_cast<const char*>(value);
@@ -275,4 +277,27 @@ int DcElem::getValue(DcBuf& value, ELEM_VAL_INDEX index)
     value = *entry;
     advance(index);
     return 0;
+}
+
+// UC and UR hold their bytes as read: the text is those bytes, without the
+// pad spaces at either end.
+int DcElem::getNewerText(char* buf, unsigned int len)
+{
+    unsigned int at = 0;
+    bool truncated = false;
+    for (DcBuf* entry = rawBufList->first(); entry != nullptr; entry = entry->next()) {
+        if (entry->getType() != BUF_MEMORY)
+            continue;
+        unsigned int n = entry->getLen() < len - at ? entry->getLen() : len - at;
+        truncated |= n < entry->getLen();
+        memcpy(buf + at, entry->getBuf(), n);
+        at += n;
+    }
+    buf[at] = '\0';
+    utilRemoveSpace(buf, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+    if (truncated) {
+        logReport(LOG_CHANNEL_1, getValueName, "Element (%04x,%04x) buffer too short, value truncated", group, element);
+        return ELEM_ERR_BUF_TOO_SHORT;
+    }
+    return at == 0 ? ELEM_ERR_NO_VALUE : 0;
 }

@@ -3,14 +3,32 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "dataset/DcElemCodec.h"
 #include "dataset/DcElemSq.h"
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 
-DcElemList::DcElemList(void* buf, unsigned int len, DICT_UID xfer) : DcList(compFunc), bufList(new DcBufList)
+DcElemList::DcElemList(void* buf, unsigned int len, DICT_UID xfer)
+    : DcList(compFunc), bufList(new DcBufList), lossless(false)
 {
+    int parsing = elemcodec::losslessParsing();
+    lossless = parsing < 0 ? losslessDefault() : parsing == 1;
     if (buf != nullptr)
         parse(buf, len, xfer);
+}
+
+namespace {
+bool losslessByDefault = false;
+}
+
+void DcElemList::setLosslessDefault(bool on)
+{
+    losslessByDefault = on;
+}
+
+bool DcElemList::losslessDefault()
+{
+    return losslessByDefault;
 }
 
 DcElemList::~DcElemList()

@@ -126,7 +126,10 @@ int DcElemSq::parseVal(void* buf, unsigned int len, DICT_UID xfer)
                       static_cast<int>(itemLen), itemLen, static_cast<int>(len - pos - 8), len - pos - 8);
             return ELEM_ERR_BAD_VALUE;
         }
-        appendItem(new DcElemSqItem(p + pos + 8, itemLen, xfer, VR_IM));
+        DcElemSqItem* item = new DcElemSqItem(p + pos + 8, itemLen, xfer, VR_IM);
+        if (losslessParsing() == 1)
+            item->undefinedLength = byteorder::get32(p + pos + 4, big) == UNDEFINED_LENGTH;
+        appendItem(item);
         pos += 8 + itemLen;
         if (len - pos >= 8 && byteorder::getTag(p + pos, big) == TAG_ITEM_DELIMITATION &&
             byteorder::get32(p + pos + 4, big) == 0)
@@ -167,7 +170,14 @@ int DcElemSq::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
             return status;
         }
     }
-    byteorder::put32(lengthField, n - header, big);
+    if (undefinedLength) {
+        // Read with an undefined length in lossless mode: written the same way.
+        byteorder::putTag(buf + n, TAG_SEQUENCE_DELIMITATION, big);
+        byteorder::put32(buf + n + 4, 0, big);
+        n += 8;
+    } else {
+        byteorder::put32(lengthField, n - header, big);
+    }
     len = n;
     return 0;
 }
@@ -179,7 +189,7 @@ int DcElemSq::frame(DcBufList* list, unsigned int& len, DICT_UID xfer)
 
 int DcElemSq::getBufSize(unsigned int& size, int*)
 {
-    size = 20;
+    size = undefinedLength ? 28 : 20;
     for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
         unsigned int itemSize = 0;
         item->getBufSize(itemSize, nullptr);

@@ -3,6 +3,7 @@
 
 // The current dictionary's constant tables, made known by DcDict::loadCurrent().
 #include "dictionary/DcDictTables.h"
+#include "dictionary/DcDictCurrentUids.h"
 
 // One attribute of the current dictionary. entry.tagConst equals the tag value
 // (FF or F in place of repeating digits); mask is 0xFFFFFFFF for a plain tag.
