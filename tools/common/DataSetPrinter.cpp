@@ -52,10 +52,14 @@ std::string DataSetPrinter::valueText(DcElem& elem)
     elem.getVr(vr);
     if (vr == VR_IM)
         Dict.getVrDef(tag, vr);
-    if (vr == VR_OB || vr == VR_OW || vr == VR_UN || vr == VR_OX)
+    if (vr == VR_OB || vr == VR_OW || vr == VR_UN || vr == VR_OX || (vr >= VR_OD && vr <= VR_UV))
         return rawText(elem);
 
     std::vector<char> buf(TEXT_VALUE_MAX + 1);
+    if (vr == VR_UC || vr == VR_UR) {
+        elem.getValue(buf.data(), TEXT_VALUE_MAX, ELEM_VAL_INDEX_KEEP);
+        return buf.data();
+    }
     std::string text;
     int count = elem.getValueCount();
     elem.resetValueCount();
