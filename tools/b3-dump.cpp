@@ -1,8 +1,6 @@
 // b3-dump: prints DICOM files (Part 10 files and bare data sets) as a tree.
 #include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <sys/stat.h>
 
@@ -10,7 +8,7 @@
 
 #include "common/CommandLine.h"
 #include "common/DataSetPrinter.h"
-#include "common/Inflate.h"
+#include "common/ReadFile.h"
 #include "common/Tags.h"
 
 using namespace b3tool;
@@ -20,43 +18,6 @@ namespace {
 // A data set read without meta information starts at a low group; anything
 // else is not DICOM at all.
 const unsigned short BARE_FIRST_GROUP_MAX = 0x0008;
-
-// Status of a deflated data set that does not inflate.
-const int DEFLATE_DAMAGED = DIR_ERR_MALFORMED;
-
-const char* readFailure(int status)
-{
-    switch (status) {
-    case DIR_ERR_MALFORMED: return "truncated or damaged";
-    case DIR_ERR_SIZE_LIMIT: return "too large";
-    case DIR_ERR_OPEN: return "cannot open";
-    case DIR_ERR_IO: return "read error";
-    case DIR_ERR_INVALID: return "unknown transfer syntax";
-    default: return "undecodable";
-    }
-}
-
-// The deflated syntax: the data set after the meta information is one
-// deflate stream, inflated in memory and parsed as explicit little endian.
-int readDeflated(const char* program, const std::string& path, unsigned int dataOffset, DICT_UID xfer,
-                 DcElemList& list)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::vector<unsigned char> deflated((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (deflated.size() < dataOffset)
-        return DIR_ERR_MALFORMED;
-    std::vector<unsigned char> inflated;
-    std::string error;
-    if (!inflateRaw(deflated.data() + dataOffset, deflated.size() - dataOffset, inflated, error)) {
-        fail(program, "%s: %s", path.c_str(), error.c_str());
-        return DEFLATE_DAMAGED;
-    }
-    if (inflated.empty())
-        return 0;
-    unsigned int left = static_cast<unsigned int>(inflated.size());
-    list.parse(inflated.data(), left, xfer);
-    return left == 0 ? 0 : DIR_ERR_MALFORMED;
-}
 
 bool dumpFile(const char* program, const std::string& path, bool metaOnly, size_t width)
 {
@@ -83,12 +44,9 @@ bool dumpFile(const char* program, const std::string& path, bool metaOnly, size_
     }
     DcElemList list;
     if (!metaOnly) {
-        if (!bare && static_cast<int>(meta.xferSyn) == UID_XFER_DEFLATED_EXPLICIT_VR_LITTLE_ENDIAN)
-            status = readDeflated(program, path, dataOffset, meta.xferSyn, list);
-        else
-            status = dirReadFileHeader(path.c_str(), meta, list);
+        status = readDicomFile(path, meta, list);
         if (status != 0) {
-            fail(program, "%s: cannot read the data set: %s (status 0x%04x)", path.c_str(), readFailure(status),
+            fail(program, "%s: cannot read the data set: %s (status 0x%04x)", path.c_str(), failure(status),
                  status);
             return false;
         }

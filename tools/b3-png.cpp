@@ -10,6 +10,7 @@
 #include <Brenik3.h>
 
 #include "common/CommandLine.h"
+#include "common/ReadFile.h"
 #include "common/Png.h"
 #include "common/Tags.h"
 
@@ -164,9 +165,9 @@ int main(int argc, char** argv)
 
     DcDirMetaInfo meta;
     DcElemList list;
-    status = dirReadFile(input.c_str(), meta, list);
+    status = readDicomFile(input, meta, list);
     if (status != 0) {
-        fail(cl.program(), "cannot read %s (status 0x%04x)", input.c_str(), status);
+        fail(cl.program(), "cannot read %s: %s (status 0x%04x)", input.c_str(), failure(status), status);
         return EXIT_FAILED;
     }
     ImageInfo info;
@@ -176,7 +177,8 @@ int main(int argc, char** argv)
         return EXIT_FAILED;
     }
     if (meta.xferSyn != UID_LITTLE_ENDIAN_IMPLICIT && meta.xferSyn != UID_LITTLE_ENDIAN_EXPLICIT &&
-        meta.xferSyn != UID_BIG_ENDIAN_EXPLICIT) {
+        meta.xferSyn != UID_BIG_ENDIAN_EXPLICIT &&
+        static_cast<int>(meta.xferSyn) != UID_XFER_DEFLATED_EXPLICIT_VR_LITTLE_ENDIAN) {
         fail(cl.program(), "%s: compressed pixel data (%s) is not supported", input.c_str(),
              uidDescription(meta.xferSyn).c_str());
         return EXIT_FAILED;

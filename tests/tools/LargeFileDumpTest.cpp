@@ -1,4 +1,4 @@
-// b3-dump of files far beyond what is read into memory: the pixel data stays
+// b3-dump and b3-png of files far beyond what is read into memory: the pixel data stays
 // on disk, so the peak memory of the tool does not grow with it; deflated
 // and truncated files.
 #include <fcntl.h>
@@ -98,13 +98,13 @@ protected:
     void SetUp() override
     {
         ToolTest::SetUp();
-        need({"b3-dump"});
+        need({"b3-dump", "b3-png"});
     }
 };
 
 }
 
-TEST_F(LargeDump, A300MbyteMultiFrameFileIsDumpedInUnder32Mbyte)
+TEST_F(LargeDump, A300MbyteMultiFrameFileIsDumpedAndRenderedInUnder32Mbyte)
 {
     std::string path = writeMultiFrame(dir + "/large.dcm", 600);  // 300 Mbyte of pixels
     long peakKb = 0;
@@ -113,6 +113,9 @@ TEST_F(LargeDump, A300MbyteMultiFrameFileIsDumpedInUnder32Mbyte)
     EXPECT_LT(peakKb, 32 * 1024);
     RunResult dump = tool("b3-dump", {path});
     EXPECT_NE(dump.out.find("314572800 bytes"), std::string::npos) << dump.out;
+    // b3-png reads just the frame it writes, the last one here.
+    EXPECT_EQ(runMeasured({toolPath("b3-png"), "--frame", "600", path, dir + "/last.png"}, peakKb), 0);
+    EXPECT_LT(peakKb, 32 * 1024);
     unlink(path.c_str());
 }
 
@@ -133,4 +136,11 @@ TEST_F(LargeDump, TruncatedAndDeflatedFiles)
     EXPECT_EQ(dump.status, 0) << dump.err;
     EXPECT_NE(dump.out.find("524288 bytes"), std::string::npos) << dump.out;
     EXPECT_NE(dump.out.find("numberOfFrames"), std::string::npos);
+    EXPECT_EQ(tool("b3-png", {dir + "/deflated.dcm", dir + "/deflated.png"}).status, 0);
+    // A deflate stream cut short.
+    std::string deflated = readFile(dir + "/deflated.dcm");
+    ASSERT_EQ(truncate((dir + "/deflated.dcm").c_str(), static_cast<off_t>(deflated.size() - 100)), 0);
+    dump = tool("b3-dump", {dir + "/deflated.dcm"});
+    EXPECT_NE(dump.status, 0);
+    EXPECT_NE(dump.err.find("deflated data set"), std::string::npos) << dump.err;
 }

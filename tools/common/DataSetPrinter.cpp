@@ -1,5 +1,6 @@
 #include "common/DataSetPrinter.h"
 
+#include <unistd.h>
 #include <vector>
 
 #include <Brenik3.h>
@@ -42,6 +43,51 @@ std::string rawText(DcElem& elem)
     return std::string(size) + ": " + head;
 }
 
+// Pixel data of an encapsulated syntax: its value is a run of items.
+bool encapsulated(DICT_UID xfer)
+{
+    return xfer != UID_LITTLE_ENDIAN_IMPLICIT && xfer != UID_LITTLE_ENDIAN_EXPLICIT &&
+           xfer != UID_BIG_ENDIAN_EXPLICIT && static_cast<int>(xfer) != UID_XFER_DEFLATED_EXPLICIT_VR_LITTLE_ENDIAN;
+}
+
+// Reads len bytes at pos of a raw buffer, in memory or on disk.
+bool readAt(DcBuf& buf, unsigned long long pos, unsigned char* out, unsigned int len)
+{
+    if (pos + len > buf.getLen())
+        return false;
+    if (buf.getType() == BUF_MEMORY) {
+        if (buf.getBuf() == nullptr)
+            return false;
+        memcpy(out, static_cast<const unsigned char*>(buf.getBuf()) + pos, len);
+        return true;
+    }
+    return pread(buf.getHandle(), out, len, static_cast<off_t>(buf.getOffset() + pos)) == static_cast<ssize_t>(len);
+}
+
+}
+
+void DataSetPrinter::printFragments(DcElem& elem, int indent)
+{
+    DcBufList* bufs = elem.getBufList();
+    DcBuf* buf = bufs ? bufs->first() : nullptr;
+    if (buf == nullptr || !encapsulated(buf->getXferSyn()))
+        return;
+    unsigned long long pos = 0;
+    unsigned char header[8];
+    for (int number = 0; readAt(*buf, pos, header, 8); number++) {
+        unsigned int tag = (header[1] << 24) | (header[0] << 16) | (header[3] << 8) | header[2];
+        unsigned int len = header[4] | (header[5] << 8) | (header[6] << 16) | (static_cast<unsigned int>(header[7]) << 24);
+        if (tag != 0xFFFEE000) {
+            fprintf(out, "%*s  (%04x,%04x) not a fragment item, fragments end here\n", indent, "", tag >> 16,
+                    tag & 0xFFFF);
+            return;
+        }
+        if (number == 0)
+            fprintf(out, "%*s  (fffe,e000) offset table, %u bytes\n", indent, "", len);
+        else
+            fprintf(out, "%*s  (fffe,e000) fragment %d, %u bytes\n", indent, "", number, len);
+        pos += 8ULL + len;
+    }
 }
 
 std::string DataSetPrinter::valueText(DcElem& elem)
@@ -111,6 +157,8 @@ void DataSetPrinter::printElem(DcElem& elem, int depth)
     if (value.size() > maxValue)
         value = value.substr(0, maxValue) + "...";
     fprintf(out, "%s\n", value.c_str());
+    if (tag == 0x7FE00010)
+        printFragments(elem, indent);
 }
 
 }
