@@ -45,6 +45,10 @@ bool dumpFile(const char* program, const std::string& path, bool metaOnly, size_
     DcElemList list;
     if (!metaOnly) {
         status = readDicomFile(path, meta, list);
+        if (status != 0 && bare) {
+            fail(program, "%s: not a DICOM file (no \"DICM\" marker and no data set)", path.c_str());
+            return false;
+        }
         if (status != 0) {
             fail(program, "%s: cannot read the data set: %s (status 0x%04x)", path.c_str(), failure(status),
                  status);

@@ -17,32 +17,6 @@ const unsigned int RAW_BYTES_SHOWN = 12;
 const int NAME_WIDTH = 36;
 const int NAME_WIDTH_MIN = 8;
 
-std::string rawText(DcElem& elem)
-{
-    DcBufList* bufs = elem.getBufList();
-    unsigned long total = 0;
-    std::string head;
-    for (DcBuf* buf = bufs ? bufs->first() : nullptr; buf != nullptr; buf = buf->next()) {
-        total += buf->getLen();
-        if (buf->getType() != BUF_MEMORY || buf->getBuf() == nullptr)
-            continue;
-        const unsigned char* bytes = static_cast<const unsigned char*>(buf->getBuf());
-        for (unsigned int i = 0; i < buf->getLen() && head.size() < RAW_BYTES_SHOWN * 3; i++) {
-            char hex[4];
-            snprintf(hex, sizeof hex, "%02x ", bytes[i]);
-            head += hex;
-        }
-    }
-    char size[48];
-    snprintf(size, sizeof size, "%lu bytes", total);
-    if (head.empty())
-        return size;
-    head.pop_back();
-    if (total > RAW_BYTES_SHOWN)
-        head += " ...";
-    return std::string(size) + ": " + head;
-}
-
 // Pixel data of an encapsulated syntax: its value is a run of items.
 bool encapsulated(DICT_UID xfer)
 {
@@ -62,6 +36,35 @@ bool readAt(DcBuf& buf, unsigned long long pos, unsigned char* out, unsigned int
         return true;
     }
     return pread(buf.getHandle(), out, len, static_cast<off_t>(buf.getOffset() + pos)) == static_cast<ssize_t>(len);
+}
+
+std::string rawText(DcElem& elem)
+{
+    DcBufList* bufs = elem.getBufList();
+    unsigned long total = 0;
+    std::string head;
+    for (DcBuf* buf = bufs ? bufs->first() : nullptr; buf != nullptr; buf = buf->next()) {
+        total += buf->getLen();
+        unsigned char bytes[RAW_BYTES_SHOWN];
+        unsigned int wanted = RAW_BYTES_SHOWN - static_cast<unsigned int>(head.size() / 3);
+        if (wanted > buf->getLen())
+            wanted = buf->getLen();
+        if (wanted == 0 || !readAt(*buf, 0, bytes, wanted))
+            continue;
+        for (unsigned int i = 0; i < wanted; i++) {
+            char hex[4];
+            snprintf(hex, sizeof hex, "%02x ", bytes[i]);
+            head += hex;
+        }
+    }
+    char size[48];
+    snprintf(size, sizeof size, "%lu bytes", total);
+    if (head.empty())
+        return size;
+    head.pop_back();
+    if (total > RAW_BYTES_SHOWN)
+        head += " ...";
+    return std::string(size) + ": " + head;
 }
 
 }
