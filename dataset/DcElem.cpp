@@ -72,10 +72,6 @@ DcElem::DcElem(const DcElem& other)
       valueCapacity(other.valueCapacity)
 {
     asRead = nullptr;
-    asReadLen = 0;
-    asReadXfer = other.asReadXfer;
-    unchanged = false;
-    undefinedLength = other.undefinedLength;
 }
 
 DcElem& DcElem::operator=(const DcElem& other)
@@ -95,18 +91,13 @@ DcElem& DcElem::operator=(const DcElem& other)
     isSq = other.isSq;
     valueCount = other.valueCount;
     valueCapacity = other.valueCapacity;
-    free(asRead);
-    asRead = nullptr;
-    asReadLen = 0;
-    unchanged = false;
-    undefinedLength = other.undefinedLength;
+    releaseAsRead();
     return *this;
 }
 
 DcElem::~DcElem()
 {
-    free(asRead);
-    asRead = nullptr;
+    releaseAsRead();
     deleteAllValues();
     delete rawBufList;
 }
@@ -122,10 +113,6 @@ void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_U
 {
     pushedTag = 0;
     asRead = nullptr;
-    asReadLen = 0;
-    asReadXfer = xfer;
-    unchanged = false;
-    undefinedLength = false;
     rawBufList = new DcBufList;
     values = nullptr;
     valueCount = valueCapacity = 0;
@@ -190,10 +177,6 @@ DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(0)
 {
     pushedTag = 0;
     asRead = nullptr;
-    asReadLen = 0;
-    asReadXfer = UID_LITTLE_ENDIAN_IMPLICIT;
-    unchanged = false;
-    undefinedLength = false;
     rawBufList = new DcBufList;
     values = nullptr;
     valueCount = valueCapacity = 0;
@@ -225,31 +208,36 @@ DcElem* DcElem::makeAsRead(unsigned int newTag, DICT_VR newVr, unsigned char* bu
 
 void DcElem::keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined)
 {
-    free(asRead);
-    asRead = nullptr;
-    asReadLen = 0;
+    releaseAsRead();
+    unsigned char* bytes = nullptr;
     if (!elemcodec::isRawVr(vr) && vr != VR_SQ && len > 0) {
-        asRead = static_cast<unsigned char*>(malloc(len));
-        if (asRead == nullptr)
+        bytes = static_cast<unsigned char*>(malloc(len));
+        if (bytes == nullptr)
             return;
-        memcpy(asRead, buf, len);
-        asReadLen = len;
+        memcpy(bytes, buf, len);
     }
-    asReadXfer = xfer;
-    unchanged = true;
-    undefinedLength = undefined;
+    asRead = new AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined};
 }
 
 void DcElem::dropAsRead()
 {
-    if (!unchanged)
+    if (asRead == nullptr || !asRead->unchanged)
         return;
-    free(asRead);
+    if (isSq || tag == elemcodec::TAG_ITEM) {
+        // Sequences and items keep their length form through changes.
+        asRead->unchanged = false;
+        return;
+    }
+    releaseAsRead();
+}
+
+void DcElem::releaseAsRead()
+{
+    if (asRead == nullptr)
+        return;
+    free(asRead->bytes);
+    delete asRead;
     asRead = nullptr;
-    asReadLen = 0;
-    unchanged = false;
-    if (!isSq && tag != elemcodec::TAG_ITEM)  // sequences and items keep their length form
-        undefinedLength = false;
 }
 
 void DcElem::setTag(unsigned int newTag)

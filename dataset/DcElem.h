@@ -135,7 +135,7 @@ public:
     // value bytes exactly as they were read, with the VR and the length form
     // (defined or undefined) they came with. Adding, deleting or parsing
     // values clears it for good.
-    bool isUnchanged() const { return unchanged; }
+    bool isUnchanged() const { return asRead != nullptr && asRead->unchanged; }
 
     // Encoding (frame, getBufSize) and decoding (parseVal) of the element.
     virtual int parseVal(void* buf, unsigned int len, DICT_UID xfer);
@@ -185,17 +185,25 @@ protected:
     DICT_VR_SIZE vrSize;
     int isSq;
 
-    // Lossless mode: the value bytes as read (text and binary VRs; raw VRs
-    // keep theirs in rawBufList), their syntax, and the length form.
-    unsigned char* asRead;
-    unsigned int asReadLen;
-    DICT_UID asReadXfer;
-    bool unchanged;
-    bool undefinedLength;
+    // Lossless mode only: the value bytes as read (text and binary VRs; raw
+    // VRs keep theirs in rawBufList), their syntax, and the length form.
+    struct AsRead {
+        unsigned char* bytes;
+        unsigned int len;
+        DICT_UID xfer;
+        bool unchanged;
+        bool undefinedLength;
+    };
+    AsRead* asRead;  // null for elements not read in lossless mode
+
+    // Read with an undefined length (a sequence or item, or an unchanged
+    // raw value), to be written the same way.
+    bool hasUndefinedLength() const { return asRead != nullptr && asRead->undefinedLength; }
 
     // Remembers the value bytes as read and marks the element unchanged.
     void keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined);
     void dropAsRead();
+    void releaseAsRead();
     // An element of any tag, known to the dictionary or not, holding the value
     // bytes as read with the given VR (the newer VRs and UN as raw buffers).
     static DcElem* makeAsRead(unsigned int tag, DICT_VR vr, unsigned char* buf, unsigned int len, DICT_UID xfer);

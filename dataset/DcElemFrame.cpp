@@ -222,7 +222,7 @@ int DcElem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
 
     unsigned int valueLen = 0;
     unsigned int fieldValue = 0;
-    if (unchanged && asRead != nullptr) {
+    if (isUnchanged() && asRead->bytes != nullptr) {
         frameAsRead(buf + n, valueLen, big);
         fieldValue = valueLen;
     } else if (isRawVr(v)) {
@@ -240,7 +240,7 @@ int DcElem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
         fieldValue = valueLen;
     }
     n += valueLen;
-    if (unchanged && undefinedLength && tag != TAG_PIXEL_DATA) {
+    if (isUnchanged() && asRead->undefinedLength && tag != TAG_PIXEL_DATA) {
         // Read with an undefined length: written back the same way.
         fieldValue = UNDEFINED_LENGTH;
         byteorder::putTag(buf + n, TAG_SEQUENCE_DELIMITATION, big);
@@ -255,16 +255,16 @@ int DcElem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
 int DcElem::frameAsRead(unsigned char* buf, unsigned int& len, bool big)
 {
     bool readBig = big;
-    bigEndian(asReadXfer, readBig);
+    bigEndian(asRead->xfer, readBig);
     if (group == 0)
         readBig = big = false;
     unsigned int unit = vrSize == VR_SIZE_WORD ? 2 : vrSize == VR_SIZE_DOUBLE ? 8 :
                         vrSize == VR_SIZE_LONG || vrSize == VR_SIZE_FLOAT ? 4 : 1;
     if (readBig == big || unit == 1)
-        memcpy(buf, asRead, asReadLen);
+        memcpy(buf, asRead->bytes, asRead->len);
     else
-        swapUnits(buf, asRead, asReadLen, unit);
-    len = asReadLen;
+        swapUnits(buf, asRead->bytes, asRead->len, unit);
+    len = asRead->len;
     return 0;
 }
 
@@ -344,10 +344,10 @@ int DcElem::framePixelData(DcBufList* list, DcBuf* target, unsigned int& len, DI
 int DcElem::getBufSize(unsigned int& size, int*)
 {
     size = 12;
-    if (unchanged && undefinedLength)
+    if (isUnchanged() && asRead->undefinedLength)
         size += 8;
-    if (unchanged && asRead != nullptr) {
-        size += asReadLen;
+    if (isUnchanged() && asRead->bytes != nullptr) {
+        size += asRead->len;
         return 0;
     }
     DICT_VR v = effectiveVr();

@@ -128,7 +128,7 @@ int DcElemSq::parseVal(void* buf, unsigned int len, DICT_UID xfer)
         }
         DcElemSqItem* item = new DcElemSqItem(p + pos + 8, itemLen, xfer, VR_IM);
         if (losslessParsing() == 1)
-            item->undefinedLength = byteorder::get32(p + pos + 4, big) == UNDEFINED_LENGTH;
+            item->keepAsRead(nullptr, 0, xfer, byteorder::get32(p + pos + 4, big) == UNDEFINED_LENGTH);
         appendItem(item);
         pos += 8 + itemLen;
         if (len - pos >= 8 && byteorder::getTag(p + pos, big) == TAG_ITEM_DELIMITATION &&
@@ -170,7 +170,7 @@ int DcElemSq::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
             return status;
         }
     }
-    if (undefinedLength) {
+    if (hasUndefinedLength()) {
         // Read with an undefined length in lossless mode: written the same way.
         byteorder::putTag(buf + n, TAG_SEQUENCE_DELIMITATION, big);
         byteorder::put32(buf + n + 4, 0, big);
@@ -189,7 +189,7 @@ int DcElemSq::frame(DcBufList* list, unsigned int& len, DICT_UID xfer)
 
 int DcElemSq::getBufSize(unsigned int& size, int*)
 {
-    size = undefinedLength ? 28 : 20;
+    size = hasUndefinedLength() ? 28 : 20;
     for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
         unsigned int itemSize = 0;
         item->getBufSize(itemSize, nullptr);

@@ -108,7 +108,7 @@ int DcElemSqItem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
     unsigned int written = 0;
     int status = elemList->frame(buf + 8, written, xfer);
     len = 8 + written;
-    if (undefinedLength) {
+    if (hasUndefinedLength()) {
         // Read with an undefined length in lossless mode: written the same way.
         byteorder::putTag(buf + len, TAG_ITEM_DELIMITATION, big);
         byteorder::put32(buf + len + 4, 0, big);
@@ -127,7 +127,7 @@ int DcElemSqItem::frame(DcBufList* list, unsigned int& len, DICT_UID xfer)
 int DcElemSqItem::getBufSize(unsigned int& size, int*)
 {
     elemList->getBufSize(size);
-    size += undefinedLength ? 24 : 16;
+    size += hasUndefinedLength() ? 24 : 16;
     return 0;
 }
 
