@@ -173,7 +173,7 @@ void DcElem::setVr(DICT_VR newVr)
 
 // ---- lossless mode ------------------------------------------------------------
 
-DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(0)
+DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR_SQ)
 {
     pushedTag = 0;
     asRead = nullptr;
@@ -184,9 +184,9 @@ DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(0)
     setTag(newTag);
     vm = 0;
     vr = newVr;
-    vrSize = VR_SIZE_BYTE;
+    vrSize = newVr == VR_SQ ? VR_SIZE_NONE : VR_SIZE_BYTE;
     vrLen = 0;
-    if (!elemcodec::isRawVr(newVr)) {
+    if (!elemcodec::isRawVr(newVr) && newVr != VR_SQ) {
         int length = 0;
         Dict.getVrSize(newVr, vrSize);
         Dict.getVrLen(newVr, length);

@@ -208,9 +208,11 @@ protected:
     // bytes as read with the given VR (the newer VRs and UN as raw buffers).
     static DcElem* makeAsRead(unsigned int tag, DICT_VR vr, unsigned char* buf, unsigned int len, DICT_UID xfer);
 
-private:
+    // An element of any tag with the given VR, the dictionary left out.
     struct AsReadTag {};
     DcElem(AsReadTag, unsigned int tag, DICT_VR vr);
+
+private:
     int frameAsRead(unsigned char* buf, unsigned int& len, bool big);
     int getNewerText(char* buf, unsigned int len);
 

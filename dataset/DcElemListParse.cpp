@@ -233,10 +233,9 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int len, DICT_UID xfer, u
     return 0;
 }
 
-// Lossless mode: every element is kept with the bytes it was read from. Tags
-// unknown to the dictionary are entered into it in the explicit syntaxes (as
-// without the mode) while there is room; otherwise, and in the implicit
-// syntax, the element is kept under its own VR or as UN.
+// Lossless mode: every element is kept with the bytes it was read from.
+// Elements of tags unknown to the dictionary keep the VR they came with, UN
+// in the implicit syntax (private creators: LO).
 void DcElemList::keepElem(DcElemHdr& hdr, bool known, unsigned char* value, unsigned char* lengthField,
                           unsigned int fieldLen, DICT_UID xfer)
 {
@@ -247,21 +246,24 @@ void DcElemList::keepElem(DcElemHdr& hdr, bool known, unsigned char* value, unsi
     DICT_VR vr = hdr.vr;
     if (hdr.group == 0xFFFE)
         return;
-    {
-        if (!known && isExplicit(xfer) && vr != VR_UNKNOWN && !isNewerVr(vr) &&
-            Dict.add(hdr.group, hdr.element, vr, 0, nullptr, nullptr) == 0)
-            known = true;
-        DcElem* elem;
-        if (known && vr == VR_SQ) {
-            elem = new DcElemSq(hdr.group, hdr.element, value, hdr.valueLen, xfer, vr);
-        } else if (known && vr != VR_UNKNOWN && vr != VR_RT && !isNewerVr(vr)) {
-            elem = new DcElem(hdr.group, hdr.element, value, hdr.valueLen, xfer, vr, 0);
-        } else {
-            if (vr == VR_UNKNOWN || vr == VR_RT || vr == VR_SQ)
-                vr = VR_UN;
-            elem = DcElem::makeAsRead(tag, vr, value, hdr.valueLen, xfer);
-        }
-        elem->keepAsRead(value, hdr.valueLen, xfer, undefined);
-        add(elem);
+    // A private creator is LO whatever block it reserves.
+    if (!known && vr == VR_UNKNOWN && (hdr.group & 1) && hdr.element >= 0x0010 && hdr.element <= 0x00FF)
+        vr = VR_LO;
+    // Elements of unknown tags keep their VR themselves, without entering the
+    // dictionary, so that what one file says about a private tag does not
+    // change how the next one is read.
+    DcElem* elem;
+    if (known && vr == VR_SQ) {
+        elem = new DcElemSq(hdr.group, hdr.element, value, hdr.valueLen, xfer, vr);
+    } else if (vr == VR_SQ) {
+        elem = new DcElemSq(DcElem::AsReadTag{}, tag, value, hdr.valueLen, xfer);
+    } else if (known && vr != VR_UNKNOWN && vr != VR_RT && !isNewerVr(vr)) {
+        elem = new DcElem(hdr.group, hdr.element, value, hdr.valueLen, xfer, vr, 0);
+    } else {
+        if (vr == VR_UNKNOWN || vr == VR_RT)
+            vr = VR_UN;
+        elem = DcElem::makeAsRead(tag, vr, value, hdr.valueLen, xfer);
     }
+    elem->keepAsRead(value, hdr.valueLen, xfer, undefined);
+    add(elem);
 }

@@ -42,6 +42,12 @@ DcElemSq::DcElemSq(unsigned short g, unsigned short e, void* buf, unsigned int l
     parseVal(buf, len, xfer);
 }
 
+DcElemSq::DcElemSq(AsReadTag, unsigned int tag, void* buf, unsigned int len, DICT_UID xfer)
+    : DcList(nullptr), DcElem(AsReadTag{}, tag, VR_SQ)
+{
+    parseVal(buf, len, xfer);
+}
+
 DcElemSq::~DcElemSq()
 {
     destroyAllNodes();

@@ -234,3 +234,28 @@ TEST_F(Lossless, ImplicitUnknownElementsBecomeUnAndConvertToExplicit)
     const unsigned char header[] = {0x66, 0x00, 0x16, 0x00, 'U', 'N', 0, 0, 8, 0, 0, 0};
     EXPECT_NE(std::search(out.begin(), out.end(), header, header + sizeof header), out.end());
 }
+
+TEST_F(Lossless, ConvertingBetweenSyntaxesGivesDcmconvsBytes)
+{
+    Dict.loadCurrent();
+    struct Case {
+        const char* from;
+        const char* to;
+        DICT_UID target;
+    };
+    const Case cases[] = {{"e", "b", UID_BIG_ENDIAN_EXPLICIT}, {"b", "e", UID_LITTLE_ENDIAN_EXPLICIT},
+                          {"i", "e", UID_LITTLE_ENDIAN_EXPLICIT}};
+    for (const Case& c : cases) {
+        DICT_UID xfer;
+        std::string source = converted(c.from, false);
+        Bytes in = dataSet(source, xfer);
+        DcElemList list;
+        list.setLossless(true);
+        unsigned int left = static_cast<unsigned int>(in.size());
+        ASSERT_EQ(list.parse(in.data(), left, xfer), 0);
+        std::string expected = path(std::string(c.from) + "to" + c.to + ".dcm");
+        ASSERT_EQ(system(("dcmconv +t" + std::string(c.to) + " " + source + " " + expected + " 2>/dev/null").c_str()), 0);
+        DICT_UID targetXfer;
+        EXPECT_TRUE(frame(list, c.target) == dataSet(expected, targetXfer)) << c.from << " to " << c.to;
+    }
+}
