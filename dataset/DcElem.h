@@ -115,7 +115,13 @@ public:
     int getValue(unsigned int& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(float& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(double& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
-    // The raw buffer at the value index (OB, OW, UN, OX), as a non-owning copy.
+    // The newer binary VRs are read number by number from their bytes as
+    // read: OD and OF as double (OF also as float), OL as unsigned int, SV
+    // and OV as long long, UV and OV as unsigned long long. Their values are
+    // not counted by getValueCount.
+    int getValue(long long& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(unsigned long long& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    // The raw buffer at the value index (OB, OW, UN, OX and the newer VRs), as a non-owning copy.
     int getValue(DcBuf& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
 
     void deleteAllValues();
@@ -215,6 +221,7 @@ protected:
 private:
     int frameAsRead(unsigned char* buf, unsigned int& len, bool big);
     int getNewerText(char* buf, unsigned int len);
+    int newerNumber(unsigned char* out, unsigned int unit, ELEM_VAL_INDEX index);
 
     int valueCount;
     int valueCapacity;

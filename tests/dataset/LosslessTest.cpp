@@ -169,6 +169,41 @@ TEST_F(Lossless, ValuesStayReadableAndAChangedElementIsWrittenAfresh)
     double value;
     memcpy(&value, raw.getBuf(), 8);
     EXPECT_EQ(value, 2.5);
+    // Numbers of the newer VRs, here and in big endian.
+    for (const char* letter : {"e", "b"}) {
+        Bytes bytes = dataSet(converted(letter, false), xfer);
+        DcElemList numbers;
+        left = static_cast<unsigned int>(bytes.size());
+        ASSERT_EQ(numbers.parse(bytes.data(), left, xfer), 0);
+        DcElem* elem = nullptr;
+        long long sv = 0;
+        unsigned long long uv = 0;
+        unsigned int ol = 0;
+        float of = 0;
+        double od = 0;
+        ASSERT_EQ(numbers.getElem(0x00720082u, &elem), 0);
+        EXPECT_EQ(elem->getValue(sv), 0);
+        EXPECT_EQ(sv, -3) << letter;
+        ASSERT_EQ(numbers.getElem(0x00720083u, &elem), 0);
+        EXPECT_EQ(elem->getValue(uv), 0);
+        EXPECT_EQ(uv, 5u);
+        ASSERT_EQ(numbers.getElem(0x7FE00001u, &elem), 0);
+        EXPECT_EQ(elem->getValue(uv), 0);
+        EXPECT_EQ(uv, 1u);
+        ASSERT_EQ(numbers.getElem(0x00660040u, &elem), 0);
+        EXPECT_EQ(elem->getValue(ol), 0);
+        EXPECT_EQ(elem->getValue(ol), 0);
+        EXPECT_EQ(ol, 5060708u) << letter;  // dump2dcm reads OL values as decimal
+        EXPECT_EQ(elem->getValue(ol), ELEM_ERR_INDEX_PAST_END);
+        ASSERT_EQ(numbers.getElem(0x00660016u, &elem), 0);
+        elem->getValue(of);
+        EXPECT_EQ(elem->getValue(of), 0);
+        EXPECT_EQ(of, 2.0f);
+        ASSERT_EQ(numbers.getElem(0x00660022u, &elem), 0);
+        EXPECT_EQ(elem->getValue(od), 0);
+        EXPECT_EQ(od, 2.5) << letter;
+    }
+
     DcElemSq* sequence = nullptr;
     ASSERT_EQ(list.getElem(0x00091003u, &sequence), 0);
     ASSERT_NE(sequence->first(), nullptr);
