@@ -289,7 +289,8 @@ TEST_F(Lossless, ConvertingBetweenSyntaxesGivesDcmconvsBytes)
         unsigned int left = static_cast<unsigned int>(in.size());
         ASSERT_EQ(list.parse(in.data(), left, xfer), 0);
         std::string expected = path(std::string(c.from) + "to" + c.to + ".dcm");
-        ASSERT_EQ(system(("dcmconv +t" + std::string(c.to) + " " + source + " " + expected + " 2>/dev/null").c_str()), 0);
+        std::string command = "dcmconv +t" + std::string(c.to) + " " + source + " " + expected + " 2>/dev/null";
+        ASSERT_EQ(system(command.c_str()), 0);
         DICT_UID targetXfer;
         EXPECT_TRUE(frame(list, c.target) == dataSet(expected, targetXfer)) << c.from << " to " << c.to;
     }
