@@ -20,12 +20,14 @@ namespace {
 
 typedef std::vector<unsigned char> Bytes;
 
-// Private elements (one a sequence), attributes outside the built-in table,
-// every newer VR and legacy values that the plain decoding rewrites.
+// Private elements (one a sequence), attributes outside the built-in table
+// (one retired), every newer VR and legacy values that the plain decoding
+// rewrites.
 const char* const dump = R"((0002,0010) UI =LittleEndianExplicit
 (0008,0016) UI [1.2.840.10008.5.1.4.1.1.7]
 (0008,0018) UI [1.2.3.4.5.6.7]
 (0008,0020) DA [1997.04.24]
+(0008,0041) LO [retired subtype]
 (0008,0119) UC [a long code value]
 (0008,1190) UR [http://example.com/a]
 (0009,0010) LO [ACME 1.0]
@@ -161,6 +163,8 @@ TEST_F(Lossless, ValuesStayReadableAndAChangedElementIsWrittenAfresh)
     char text[80];
     EXPECT_EQ(list.getValue(0x00091001u, text, 79), 0);
     EXPECT_STREQ(text, "private text");
+    EXPECT_EQ(list.getValue(0x00080041u, text, 79), 0);
+    EXPECT_STREQ(text, "retired subtype");
     EXPECT_EQ(list.getValue(0x00081190u, text, 79), 0);  // UR
     EXPECT_STREQ(text, "http://example.com/a");
     DcBuf raw;
