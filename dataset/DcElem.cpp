@@ -2,10 +2,12 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 #include "dataset/DcElemCodec.h"
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
+#include "internal/Tag.h"
 
 DcElem::DcElem(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr, int sq) : isSq(sq)
 {
@@ -16,7 +18,7 @@ DcElem::DcElem(unsigned short g, unsigned short e, void* buf, unsigned int len, 
                int sq)
     : isSq(sq)
 {
-    initialize((static_cast<unsigned int>(g) << 16) | e, buf, len, xfer, newVr);
+    initialize(brenik3::makeTag(g, e), buf, len, xfer, newVr);
 }
 
 // Value constructors: an element of the tag's dictionary VR, then addValue.
@@ -28,7 +30,7 @@ DcElem::DcElem(unsigned short g, unsigned short e, void* buf, unsigned int len, 
     }                                                                                      \
     DcElem::DcElem(unsigned short g, unsigned short e, Type value) : isSq(0)               \
     {                                                                                      \
-        initialize((static_cast<unsigned int>(g) << 16) | e, nullptr, 0,                   \
+        initialize(brenik3::makeTag(g, e), nullptr, 0,                   \
                    UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);                                     \
         addValue(value);                                                                   \
     }
@@ -61,7 +63,7 @@ DcElem::DcElem(unsigned short g, unsigned short e, int fileHandle, int offset, u
                DICT_UID xfer)
     : isSq(0)
 {
-    initialize((static_cast<unsigned int>(g) << 16) | e, nullptr, 0, UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);
+    initialize(brenik3::makeTag(g, e), nullptr, 0, UID_LITTLE_ENDIAN_IMPLICIT, VR_IM);
     addValue(fileHandle, offset, length, xfer);
 }
 
@@ -69,7 +71,7 @@ DcElem::DcElem(const DcElem& other)
     : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
       valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
-      valueCapacity(other.valueCapacity)
+      valueCapacity(other.valueCapacity), sharesValues(true)
 {
     asRead = nullptr;
 }
@@ -78,6 +80,10 @@ DcElem& DcElem::operator=(const DcElem& other)
 {
     if (this == &other)
         return *this;
+    if (!sharesValues && values != other.values)
+        deleteAllValues();
+    if (!sharesValues && rawBufList != other.rawBufList)
+        delete rawBufList;
     DcNode::operator=(other);
     pushedTag = other.pushedTag;
     rawBufList = other.rawBufList;
@@ -92,14 +98,59 @@ DcElem& DcElem::operator=(const DcElem& other)
     valueCount = other.valueCount;
     valueCapacity = other.valueCapacity;
     releaseAsRead();
+    sharesValues = true;
     return *this;
 }
 
 DcElem::~DcElem()
 {
     releaseAsRead();
+    if (sharesValues)
+        return;
     deleteAllValues();
     delete rawBufList;
+}
+
+void DcElem::ownValues()
+{
+    if (!sharesValues)
+        return;
+    sharesValues = false;
+    void** shared = values;
+    int count = valueCount;
+    DcBufList* sharedBufs = rawBufList;
+    values = nullptr;
+    valueCount = valueCapacity = 0;
+    rawBufList = new DcBufList;
+    // Each value block has the size the writers read from it: a whole
+    // binary value, or a string with its NUL.
+    bool binary = vrSize >= VR_SIZE_WORD && vrSize <= VR_SIZE_DOUBLE;
+    unsigned int unit = effectiveVr() == VR_AT ? 4 : vrLen;
+    for (int i = 0; i < count; ++i) {
+        if (binary)
+            storeBinary(shared[i], unit);
+        else
+            storeString(static_cast<char*>(shared[i]));
+    }
+    for (DcBuf* entry = sharedBufs->first(); entry != nullptr; entry = entry->next()) {
+        if (entry->getType() == BUF_MEMORY) {
+            void* block = malloc(entry->getLen() ? entry->getLen() : 1);
+            if (block == nullptr)
+                continue;
+            memcpy(block, entry->getBuf(), entry->getLen());
+            rawBufList->add(new DcBuf(block, entry->getLen(), entry->getXferSyn()));
+        } else if (entry->getType() == BUF_DISK) {
+            int handle = dup(entry->getHandle());
+            if (handle != -1)
+                rawBufList->add(new DcBuf(handle, entry->getOffset(), entry->getLen(), entry->getXferSyn()));
+        }
+    }
+}
+
+DcBufList* DcElem::ownBufList()
+{
+    ownValues();
+    return rawBufList;
 }
 
 void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
@@ -111,6 +162,7 @@ void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_U
 
 void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
 {
+    sharesValues = false;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = new DcBufList;
@@ -175,6 +227,7 @@ void DcElem::setVr(DICT_VR newVr)
 
 DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR_SQ)
 {
+    sharesValues = false;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = new DcBufList;
@@ -240,6 +293,16 @@ void DcElem::releaseAsRead()
     asRead = nullptr;
 }
 
+void DcElem::setGroupLength(unsigned int length)
+{
+    deleteAllValues();
+    rawBufList->destroyAllNodes();
+    vr = VR_UL;
+    vrSize = VR_SIZE_LONG;
+    vrLen = 4;
+    storeBinary(&length, sizeof length);
+}
+
 void DcElem::setTag(unsigned int newTag)
 {
     tag = newTag;
@@ -249,7 +312,7 @@ void DcElem::setTag(unsigned int newTag)
 
 void DcElem::setTag(unsigned short newGroup, unsigned short newElement)
 {
-    setTag((static_cast<unsigned int>(newGroup) << 16) | newElement);
+    setTag(brenik3::makeTag(newGroup, newElement));
 }
 
 void DcElem::pushTag(unsigned int newTag)
@@ -260,7 +323,7 @@ void DcElem::pushTag(unsigned int newTag)
 
 void DcElem::pushTag(unsigned short newGroup, unsigned short newElement)
 {
-    pushTag((static_cast<unsigned int>(newGroup) << 16) | newElement);
+    pushTag(brenik3::makeTag(newGroup, newElement));
 }
 
 int DcElem::getTag(unsigned int& value)
@@ -292,6 +355,7 @@ int DcElem::getVr(DICT_VR& value)
 void** DcElem::newSlot()
 {
     dropAsRead();
+    ownValues();
     int limit = vm;
     int tagConst;
     if (Dict.getTagDef(dictTag(), tagConst) == 0)
@@ -339,6 +403,7 @@ int DcElem::storeString(const char* value)
 void DcElem::deleteAllValues()
 {
     dropAsRead();
+    ownValues();
     if (values == nullptr)
         return;
     for (int i = 0; i < valueCount; ++i)

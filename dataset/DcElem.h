@@ -33,7 +33,13 @@ class DcElemList;
 // One data element: tag, VR, multiplicity and its values. Values of binary
 // VRs are kept in binary form, one heap block per value; text VRs (and AS,
 // DA, DT, PN, TM) as NUL-terminated strings; OB, OW, UN and OX as raw buffers
-// in memory or on disk. Copies are shallow: they share values and buffers.
+// in memory or on disk.
+//
+// Copies are shallow: a copy reads the values and raw buffers of the element
+// it was copied from, which keeps owning them; destroying the copy releases
+// nothing. A copy whose values are changed (added, deleted, parsed, or its
+// buffer list handed out) first takes copies of them of its own, so that the
+// original is never changed or freed through it.
 class DcElem : public DcNode {
 public:
     DcElem(int tag, void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
@@ -134,7 +140,7 @@ public:
     int getTag(unsigned short& group, unsigned short& element);
     int getTag(int& tagConst);
     int getVr(DICT_VR& vr);
-    DcBufList* getBufList() { return rawBufList; }
+    DcBufList* getBufList() { return ownBufList(); }
 
     // True for an element read by a data set in lossless mode (see
     // DcElemList::setLossless) and not changed since: frame then writes the
@@ -177,6 +183,10 @@ protected:
     unsigned int dictTag() { return pushedTag != 0 ? pushedTag : tag; }
     int isSequence() { return isSq; }
     void setVr(DICT_VR newVr);
+    // Makes this a group length element holding length: VR UL whatever VR it
+    // was read with, so that it is written in 12 bytes in every syntax and a
+    // new value never changes its size.
+    void setGroupLength(unsigned int length);
 
     unsigned int pushedTag;
     DcBufList* rawBufList;
@@ -225,6 +235,12 @@ private:
 
     int valueCount;
     int valueCapacity;
+    // Set in copies: values and raw buffers are those of the original.
+    bool sharesValues;
+
+    // Gives a copy values and raw buffers of its own before they change.
+    void ownValues();
+    DcBufList* ownBufList();
 
     void initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr);
     void initializeByConst(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr);

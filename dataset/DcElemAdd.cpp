@@ -11,6 +11,7 @@
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "internal/VrLength.h"
 
 namespace {
 
@@ -323,8 +324,8 @@ int DcElem::addPiece(DICT_VR v, char* piece)
     case VR_UI: status = verifyValueUI(piece); break;
     case VR_LT: status = verifyValueLT(piece); break;
     case VR_UT: status = verifyValueUT(piece); break;
-    case VR_ST: status = verifyLength("DcElem::verifyValueST", piece, 1024); break;
-    case VR_PN: status = verifyLength("DcElem::verifyValuePN", piece, 324); break;
+    case VR_ST: status = verifyLength("DcElem::verifyValueST", piece, brenik3::vrMaxLength(VR_ST)); break;
+    case VR_PN: status = verifyLength("DcElem::verifyValuePN", piece, brenik3::vrMaxLength(VR_PN)); break;
     case VR_AS: case VR_AT: case VR_DA: case VR_DT: case VR_TM:
         status = verifyLength("DcElem::addValue", piece, 1024);
         break;
@@ -518,7 +519,7 @@ int DcElem::addValue(DcBuf* value)
     dropAsRead();
     DcBuf* entry = new DcBuf;
     entry->move(value);
-    rawBufList->add(entry);
+    ownBufList()->add(entry);
     return 0;
 }
 
@@ -536,7 +537,7 @@ int DcElem::addValue(void* buf, unsigned int len, DICT_UID xfer)
         return ELEM_ERR_BAD_VALUE;
     memcpy(block, buf, len);
     dropAsRead();
-    rawBufList->add(new DcBuf(block, len, xfer));
+    ownBufList()->add(new DcBuf(block, len, xfer));
     return 0;
 }
 
@@ -559,6 +560,6 @@ int DcElem::addValue(int fileHandle, int offset, unsigned int length, DICT_UID x
         return ELEM_ERR_BAD_VALUE;
     }
     dropAsRead();
-    rawBufList->add(new DcBuf(handle, offset, length, xfer));
+    ownBufList()->add(new DcBuf(handle, offset, length, xfer));
     return 0;
 }

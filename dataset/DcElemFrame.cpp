@@ -7,6 +7,7 @@
 #include "dictionary/DcDict.h"
 #include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
+#include "internal/VrLength.h"
 
 using namespace elemcodec;
 
@@ -365,16 +366,13 @@ int DcElem::getBufSize(unsigned int& size, int*)
             textSize += static_cast<unsigned int>(strlen(static_cast<char*>(values[i])) + 1);
             textSize += textSize % 2;
         }
+    // The binary and structured values take at most their VR's longest form.
     unsigned int fixed = 0;
     switch (v) {
-    case VR_AS: case VR_FL: case VR_SL: case VR_UL: case VR_XL: fixed = 4; break;
-    case VR_AT: fixed = 12; break;
-    case VR_DA: fixed = 22; break;
-    case VR_DT: fixed = 26; break;
-    case VR_FD: fixed = 8; break;
-    case VR_PN: fixed = 324; break;
-    case VR_SS: case VR_US: case VR_XS: fixed = 2; break;
-    case VR_TM: fixed = 34; break;
+    case VR_AS: case VR_AT: case VR_DA: case VR_DT: case VR_FD: case VR_FL: case VR_PN:
+    case VR_SL: case VR_SS: case VR_TM: case VR_UL: case VR_US: case VR_XL: case VR_XS:
+        fixed = static_cast<unsigned int>(brenik3::vrMaxLength(v));
+        break;
     default: break;
     }
     unsigned int fixedSize = fixed * static_cast<unsigned int>(valueCount);

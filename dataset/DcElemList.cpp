@@ -7,6 +7,7 @@
 #include "dataset/DcElemSq.h"
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
+#include "internal/Tag.h"
 
 DcElemList::DcElemList(void* buf, unsigned int len, DICT_UID xfer)
     : DcList(compFunc), bufList(new DcBufList), lossless(false)
@@ -31,10 +32,25 @@ bool DcElemList::losslessDefault()
     return losslessByDefault;
 }
 
+DcElemList::DcElemList(const DcElemList& other) : DcList(other), bufList(other.bufList), lossless(other.lossless) {}
+
+DcElemList& DcElemList::operator=(const DcElemList& other)
+{
+    if (this == &other)
+        return *this;
+    if (!isShallowCopy() && bufList != other.bufList)
+        delete bufList;
+    DcList::operator=(other);
+    bufList = other.bufList;
+    lossless = other.lossless;
+    return *this;
+}
+
 DcElemList::~DcElemList()
 {
     destroyAllNodes();
-    delete bufList;
+    if (!isShallowCopy())
+        delete bufList;
 }
 
 int DcElemList::compFunc(void* a, void* b)
@@ -141,7 +157,7 @@ int DcElemList::getElem(int tagConst, DcElem** out)
 
 int DcElemList::getElem(unsigned short group, unsigned short element, DcElem** out)
 {
-    return getElem((static_cast<unsigned int>(group) << 16) | element, out);
+    return getElem(brenik3::makeTag(group, element), out);
 }
 
 int DcElemList::getElem(unsigned int tag, DcElemSq** out)
@@ -166,7 +182,7 @@ int DcElemList::getElem(int tagConst, DcElemSq** out)
 
 int DcElemList::getElem(unsigned short group, unsigned short element, DcElemSq** out)
 {
-    return getElem((static_cast<unsigned int>(group) << 16) | element, out);
+    return getElem(brenik3::makeTag(group, element), out);
 }
 
 template <typename Value>
@@ -191,7 +207,7 @@ int DcElemList::readValue(DcElem* elem, int status, Value& value, ELEM_VAL_INDEX
     int DcElemList::getValue(unsigned short group, unsigned short element, Type& value,                   \
                              ELEM_VAL_INDEX index)                                                        \
     {                                                                                                     \
-        return readValue(find((static_cast<unsigned int>(group) << 16) | element), 0, value, index);      \
+        return readValue(find(brenik3::makeTag(group, element)), 0, value, index);      \
     }
 
 DC_ELEMLIST_GET_VALUE(DcElemValueAS)
@@ -226,7 +242,7 @@ int DcElemList::getValue(unsigned int tag, char* buf, int len, ELEM_VAL_INDEX in
 
 int DcElemList::getValue(unsigned short group, unsigned short element, char* buf, int len, ELEM_VAL_INDEX index)
 {
-    return getValue((static_cast<unsigned int>(group) << 16) | element, buf, len, index);
+    return getValue(brenik3::makeTag(group, element), buf, len, index);
 }
 
 int DcElemList::index(int tagConst)
@@ -249,7 +265,7 @@ int DcElemList::index(unsigned int tag)
 
 int DcElemList::index(unsigned short group, unsigned short element)
 {
-    return index((static_cast<unsigned int>(group) << 16) | element);
+    return index(brenik3::makeTag(group, element));
 }
 
 int DcElemList::index(DcElem* elem)

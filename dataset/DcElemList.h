@@ -33,6 +33,10 @@ struct DcElemHdr {
 class DcElemList : public DcList {
 public:
     DcElemList(void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT);
+    // Copies are shallow: they share the elements and the attached buffers,
+    // which stay owned by the set they were copied from (see DcList).
+    DcElemList(const DcElemList& other);
+    DcElemList& operator=(const DcElemList& other);
     ~DcElemList() override;
 
     // Orders elements (given as DcNode*) by tag.

@@ -55,8 +55,8 @@ int DcElemList::frameElements(unsigned int& len, Writer write)
     auto closeGroup = [&]() {
         if (lengthElem == nullptr)
             return;
-        lengthElem->deleteAllValues();
-        lengthElem->addValue(len - groupStart - GROUP_LENGTH_ELEMENT_SIZE);
+        unsigned int groupLen = len - groupStart;
+        lengthElem->setGroupLength(groupLen > GROUP_LENGTH_ELEMENT_SIZE ? groupLen - GROUP_LENGTH_ELEMENT_SIZE : 0);
         write.rewrite(lengthElem, lengthPosition);
         lengthElem = nullptr;
     };
@@ -64,8 +64,12 @@ int DcElemList::frameElements(unsigned int& len, Writer write)
         if (elem == first() || elem->group != elem->previous()->group) {
             closeGroup();
             groupStart = len;
-            if (elem->element == 0) {
+            // The group length is written first as UL 0, in the 12 bytes it
+            // keeps when it is rewritten with the group's size: whatever VR
+            // it came with, it never needs more room than getBufSize counted.
+            if (elem->element == 0 && !elem->isSequence()) {
                 lengthElem = elem;
+                lengthElem->setGroupLength(0);
                 lengthPosition = write.position(len);
             }
         }

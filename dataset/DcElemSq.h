@@ -13,6 +13,8 @@ public:
              DICT_VR vr = VR_IM);
     DcElemSq(unsigned short group, unsigned short element, void* buf = nullptr, unsigned int len = 0,
              DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT, DICT_VR vr = VR_IM);
+    // Copies are shallow: they share the items, which stay owned by the
+    // sequence they were copied from.
     DcElemSq(const DcElemSq& other) = default;
     DcElemSq& operator=(const DcElemSq& other) = default;
     ~DcElemSq() override;

@@ -13,9 +13,24 @@ DcElemSqItem::DcElemSqItem(void* buf, unsigned int len, DICT_UID xfer, DICT_VR v
     parseVal(buf, len, xfer);
 }
 
+DcElemSqItem::DcElemSqItem(const DcElemSqItem& other) : DcList(other), DcElem(other), elemList(other.elemList) {}
+
+DcElemSqItem& DcElemSqItem::operator=(const DcElemSqItem& other)
+{
+    if (this == &other)
+        return *this;
+    if (!isShallowCopy() && elemList != other.elemList)
+        delete elemList;
+    DcList::operator=(other);
+    DcElem::operator=(other);
+    elemList = other.elemList;
+    return *this;
+}
+
 DcElemSqItem::~DcElemSqItem()
 {
-    delete elemList;
+    if (!isShallowCopy())
+        delete elemList;
 }
 
 DcElem* DcElemSqItem::add(DcElem* elem) { return elemList->add(elem); }

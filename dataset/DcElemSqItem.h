@@ -12,8 +12,10 @@ class DcElemSqItem : public DcList, public DcElem {
 public:
     DcElemSqItem(void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
                  DICT_VR vr = VR_IM);
-    DcElemSqItem(const DcElemSqItem& other) = default;
-    DcElemSqItem& operator=(const DcElemSqItem& other) = default;
+    // Copies are shallow: they share the item's data set, which stays owned
+    // by the item they were copied from.
+    DcElemSqItem(const DcElemSqItem& other);
+    DcElemSqItem& operator=(const DcElemSqItem& other);
     ~DcElemSqItem() override;
 
     // The item's elements (its data set).

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "foundation/DcLog.h"
+#include "internal/Text.h"
 
 namespace {
 
@@ -31,14 +32,6 @@ int twoDigits(const char* p)
     return (p[0] - '0') * 10 + (p[1] - '0');
 }
 
-// Copies at most max characters of text into out (of max + 1 bytes).
-void copyText(char* out, const char* text, size_t max)
-{
-    size_t n = strnlen(text, max);
-    memcpy(out, text, n);
-    out[n] = '\0';
-}
-
 // The '-' that separates the ends of a range, or null. In a date-time a '-'
 // followed by four digits that end the text (or an end) is a UTC offset.
 const char* findRangeSeparator(const char* text, bool dateTime)
@@ -56,12 +49,12 @@ const char* findRangeSeparator(const char* text, bool dateTime)
 int parseDateTime(const char* text, DcElemValueDT& value, unsigned short group, unsigned short element)
 {
     char date[9];
-    copyText(date, text, 8);
+    brenik3::copyText(date, text, 8);
     int status = utilStrgToYMD(date, value.year, value.month, value.day, group, element);
     if (status != 0)
         return status;
     char time[TEXT_MAX + 1];
-    copyText(time, text + 8, TEXT_MAX);
+    brenik3::copyText(time, text + 8, TEXT_MAX);
     char* sign = strpbrk(time, "+-");
     if (sign != nullptr) {
         if (strlen(sign) != 5 || !allDigits(sign + 1, 4)) {
@@ -92,7 +85,7 @@ int parseRange(const char* text, bool dateTime, unsigned short group, unsigned s
     if (dash == nullptr)
         return parseOne(text);
     char start[TEXT_MAX + 1];
-    copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
+    brenik3::copyText(start, text, std::min<size_t>(dash - text, TEXT_MAX));
     const char* end = dash + 1;
     if (start[0] == '\0' && end[0] == '\0') {
         logReport(LOG_CHANNEL_1, "utilStrgToValue", "Element (%04x,%04x) - invalid string '%s', empty range", group,
@@ -115,7 +108,7 @@ int utilStrgToYMD(const char* text, int& year, int& month, int& day, unsigned sh
     if (text == nullptr)
         return nullText("utilStrgToYMD");
     char digits[TEXT_MAX + 1];
-    copyText(digits, text, TEXT_MAX);
+    brenik3::copyText(digits, text, TEXT_MAX);
     if (strchr(digits, '.') != nullptr) {
         bool oldForm = strlen(digits) > 7 && digits[4] == '.' && digits[7] == '.' && strchr(digits + 8, '.') == nullptr;
         if (!oldForm) {
@@ -164,7 +157,7 @@ int utilStrgToHMS(const char* text, int& hour, int& minute, double& second, unsi
     if (text == nullptr)
         return nullText("utilStrgToHMS");
     char buf[35];
-    copyText(buf, text, 34);
+    brenik3::copyText(buf, text, 34);
     for (char* colon = strchr(buf, ':'); colon != nullptr; colon = strchr(colon + 1, ':'))
         if (colon - buf != 2 && colon - buf != 5) {
             logReport(LOG_CHANNEL_1, "utilStrgToHMS",

@@ -8,6 +8,7 @@
 #include "dictionary/DcDict.h"
 #include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
+#include "internal/Tag.h"
 
 using namespace elemcodec;
 
@@ -245,7 +246,7 @@ int elemOffset(Source& source, DICT_UID xfer, unsigned short group, unsigned sho
     if (!bigEndian(xfer, big))
         return UTIL_ERR_XFER_SYNTAX;
     unsigned char pattern[4];
-    byteorder::putTag(pattern, (static_cast<unsigned int>(group) << 16) | element, big);
+    byteorder::putTag(pattern, brenik3::makeTag(group, element), big);
     for (unsigned int p = 0; p + 4 <= source.length(); p += 2) {
         const unsigned char* w = source.at(p, 4);
         if (w == nullptr)

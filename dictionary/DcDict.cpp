@@ -5,6 +5,9 @@
 #include <cstring>
 
 #include "foundation/DcLog.h"
+#include "internal/Text.h"
+#include "internal/Tag.h"
+#include "internal/VrLength.h"
 
 DcDict Dict;
 
@@ -13,33 +16,19 @@ namespace {
 const char* const nullArgument = "Null argument passed";
 const char* const unknownText = "Unknown";
 
-void copyCut(char* out, const char* in, size_t max)
-{
-    size_t n = strnlen(in, max);
-    memcpy(out, in, n);
-    out[n] = '\0';
-}
-
-unsigned int makeTag(unsigned short int group, unsigned short int element)
-{
-    return (static_cast<unsigned int>(group) << 16) | element;
-}
-
 // Maximum value length and swap unit of every VR, by value.
 struct VrProperties {
     int len;
     DICT_VR_SIZE size;
 };
-const VrProperties vrProperties[] = {
-    {16, VR_SIZE_BYTE},    {4, VR_SIZE_BYTE},     {12, VR_SIZE_WORD},  {16, VR_SIZE_BYTE},
-    {22, VR_SIZE_BYTE},    {16, VR_SIZE_BYTE},    {26, VR_SIZE_BYTE},  {4, VR_SIZE_FLOAT},
-    {8, VR_SIZE_DOUBLE},   {12, VR_SIZE_BYTE},    {64, VR_SIZE_BYTE},  {10240, VR_SIZE_BYTE},
-    {0, VR_SIZE_BYTE},     {0, VR_SIZE_WORD},     {324, VR_SIZE_BYTE}, {16, VR_SIZE_BYTE},
-    {4, VR_SIZE_LONG},     {0, VR_SIZE_NONE},     {2, VR_SIZE_WORD},   {1024, VR_SIZE_BYTE},
-    {34, VR_SIZE_BYTE},    {64, VR_SIZE_BYTE},    {4, VR_SIZE_LONG},   {0, VR_SIZE_BYTE},
-    {2, VR_SIZE_WORD},     {32768, VR_SIZE_BYTE}, {0, VR_SIZE_NONE},   {0, VR_SIZE_NONE},
-    {0, VR_SIZE_NONE},     {0, VR_SIZE_NONE},     {0, VR_SIZE_WORD},   {4, VR_SIZE_LONG},
-    {2, VR_SIZE_WORD},
+// The swap unit of every VR, by value; the lengths are VR_MAX_LENGTH's.
+const DICT_VR_SIZE vrSwapUnit[] = {
+    VR_SIZE_BYTE,  VR_SIZE_BYTE,  VR_SIZE_WORD,  VR_SIZE_BYTE, VR_SIZE_BYTE, VR_SIZE_BYTE,   // AE AS AT CS DA DS
+    VR_SIZE_BYTE,  VR_SIZE_FLOAT, VR_SIZE_DOUBLE, VR_SIZE_BYTE, VR_SIZE_BYTE, VR_SIZE_BYTE,  // DT FL FD IS LO LT
+    VR_SIZE_BYTE,  VR_SIZE_WORD,  VR_SIZE_BYTE,  VR_SIZE_BYTE, VR_SIZE_LONG, VR_SIZE_NONE,   // OB OW PN SH SL SQ
+    VR_SIZE_WORD,  VR_SIZE_BYTE,  VR_SIZE_BYTE,  VR_SIZE_BYTE, VR_SIZE_LONG, VR_SIZE_BYTE,   // SS ST TM UI UL UN
+    VR_SIZE_WORD,  VR_SIZE_BYTE,  VR_SIZE_NONE,  VR_SIZE_NONE, VR_SIZE_NONE, VR_SIZE_NONE,   // US UT RT IM EX SI
+    VR_SIZE_WORD,  VR_SIZE_LONG,  VR_SIZE_WORD,                                              // OX XL XS
 };
 // The newer VRs, VR_OD to VR_UR, once the current dictionary is loaded.
 const VrProperties newerVrProperties[] = {
@@ -68,7 +57,7 @@ int vrLookup(DICT_VR vr, VrProperties& out, const char* function, bool newerKnow
         logReport(LOG_CHANNEL_0, function, "Enum constant VR %d (0x%x) is not in dictionary", vr, vr);
         return DICT_ERR_NOT_FOUND;
     }
-    out = vrProperties[value];
+    out = {brenik3::vrMaxLength(vr), vrSwapUnit[value]};
     return 0;
 }
 
@@ -157,7 +146,7 @@ void DcDict::reset()
         const DcDictUidDef& def = DcDictBuiltinUids[i];
         UidEntry* entry = new UidEntry;
         entry->uid = def.uid;
-        copyCut(entry->uidStrg, def.uidStrg, DICT_UID_MAX);
+        brenik3::copyText(entry->uidStrg, def.uidStrg, DICT_UID_MAX);
         entry->uidType = def.uidType;
         entry->desc = def.desc;
         uids[i] = entry;
@@ -336,7 +325,7 @@ int DcDict::getTagDef(unsigned int tag, int& tagConst)
 
 int DcDict::getTagDef(unsigned short int group, unsigned short int element, int& tagConst)
 {
-    return getTagDef(makeTag(group, element), tagConst);
+    return getTagDef(brenik3::makeTag(group, element), tagConst);
 }
 
 int DcDict::getVm(int tagConst, int& vm)
@@ -359,7 +348,7 @@ int DcDict::getVm(unsigned int tag, int& vm)
 
 int DcDict::getVm(unsigned short int group, unsigned short int element, int& vm)
 {
-    return getVm(makeTag(group, element), vm);
+    return getVm(brenik3::makeTag(group, element), vm);
 }
 
 int DcDict::getVrDef(int tagConst, DICT_VR& vr)
@@ -382,7 +371,7 @@ int DcDict::getVrDef(unsigned int tag, DICT_VR& vr)
 
 int DcDict::getVrDef(unsigned short int group, unsigned short int element, DICT_VR& vr)
 {
-    return getVrDef(makeTag(group, element), vr);
+    return getVrDef(brenik3::makeTag(group, element), vr);
 }
 
 int DcDict::getVrDef(const char* vrName, DICT_VR& vr)
@@ -463,7 +452,7 @@ int DcDict::getDesc(int tagConst, char* desc)
         return DICT_ERR_NULL_ARG;
     }
     const DcDictTagEntry* entry = findTagConstOrTag(tagConst);
-    copyCut(desc, entry ? entry->name : unknownText, DICT_NAME_MAX);
+    brenik3::copyText(desc, entry ? entry->name : unknownText, DICT_NAME_MAX);
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
 
@@ -482,7 +471,7 @@ int DcDict::getDesc(unsigned int tag, char* desc)
 
 int DcDict::getDesc(unsigned short int group, unsigned short int element, char* desc)
 {
-    return getDesc(makeTag(group, element), desc);
+    return getDesc(brenik3::makeTag(group, element), desc);
 }
 
 // ---- UIDs and messages ----------------------------------------------------------
@@ -548,7 +537,7 @@ int DcDict::getDesc(DICT_UID uid, char* desc)
         return DICT_ERR_NULL_ARG;
     }
     UidEntry* entry = findUid(uid);
-    copyCut(desc, entry ? entry->desc : unknownText, DICT_NAME_MAX);
+    brenik3::copyText(desc, entry ? entry->desc : unknownText, DICT_NAME_MAX);
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
 
@@ -602,7 +591,7 @@ int DcDict::loadCurrent()
         const DcDictUidDef& def = DcDictCurrentUids[i];
         UidEntry& entry = currentUids[i];
         entry.uid = def.uid;
-        copyCut(entry.uidStrg, def.uidStrg, DICT_UID_MAX);
+        brenik3::copyText(entry.uidStrg, def.uidStrg, DICT_UID_MAX);
         entry.uidType = def.uidType;
         entry.desc = def.desc;
     }

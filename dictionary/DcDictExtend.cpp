@@ -7,6 +7,9 @@
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "internal/Text.h"
+#include "internal/Tag.h"
+#include "internal/Version.h"
 
 namespace {
 
@@ -18,10 +21,8 @@ const char* DcDict::storeName(const char* name)
 {
     for (char*& slot : names)
         if (slot == nullptr) {
-            size_t n = strnlen(name, DICT_NAME_MAX);
-            slot = new char[n + 1];
-            memcpy(slot, name, n);
-            slot[n] = '\0';
+            slot = new char[strnlen(name, DICT_NAME_MAX) + 1];
+            brenik3::copyText(slot, name, DICT_NAME_MAX);
             return slot;
         }
     return nullptr;
@@ -76,7 +77,7 @@ int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, int* tag
 int DcDict::add(unsigned short int group, unsigned short int element, DICT_VR vr, int vm, const char* name,
                 int* tagConst)
 {
-    return add((static_cast<unsigned int>(group) << 16) | element, vr, vm, name, tagConst);
+    return add(brenik3::makeTag(group, element), vr, vm, name, tagConst);
 }
 
 int DcDict::add(unsigned int tag, int vm, const char* name, int* tagConst, const unsigned int* memberTags,
@@ -168,10 +169,7 @@ int DcDict::add(const char* uidStrg, const char* desc, DICT_UID* uid, DICT_UID_T
         return DICT_ERR_NULL_ARG;
     }
     char strg[DICT_UID_MAX + 1];
-    size_t n = strnlen(uidStrg, DICT_UID_MAX);
-    memcpy(strg, uidStrg, n);
-    strg[n] = '\0';
-    utilRemoveSpace(strg, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+    brenik3::copyStripped(strg, uidStrg, DICT_UID_MAX);
     DICT_UID existing;
     if (getUidDef(strg, existing) == 0) {
         if (uid)
@@ -247,7 +245,7 @@ int DcDict::subtract(unsigned int tag)
 
 int DcDict::subtract(unsigned short int group, unsigned short int element)
 {
-    return subtract((static_cast<unsigned int>(group) << 16) | element);
+    return subtract(brenik3::makeTag(group, element));
 }
 
 int DcDict::subtract(const char* uidStrg)
@@ -310,7 +308,7 @@ int DcDict::getSqTagList(int tagConst, unsigned int* memberTags, int& count)
 int DcDict::getSqTagList(unsigned short int group, unsigned short int element, unsigned int* memberTags,
                          int& count)
 {
-    return getSqTagList((static_cast<unsigned int>(group) << 16) | element, memberTags, count);
+    return getSqTagList(brenik3::makeTag(group, element), memberTags, count);
 }
 
 int DcDict::genUid(char* uid)
@@ -322,7 +320,7 @@ int DcDict::genUid(char* uid)
     time_t now = time(nullptr);
     struct tm local;
     localtime_r(&now, &local);
-    snprintf(uid, DICT_UID_MAX + 1, "%s.%d.%d.%d.%d.%d.%d.%d", "2.999.7321", local.tm_year + 1900,
+    snprintf(uid, DICT_UID_MAX + 1, "%s.%d.%d.%d.%d.%d.%d.%d", BRENIK3_UID_ROOT, local.tm_year + 1900,
              local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
              static_cast<int>(uidCounter));
     ++uidCounter;

@@ -1,6 +1,28 @@
 #include "foundation/DcList.h"
 
-DcList::DcList(CompFunc func) : compFunc(func), head(nullptr), tail(nullptr), cursor(nullptr) {}
+DcList::DcList(CompFunc func)
+    : compFunc(func), head(nullptr), tail(nullptr), cursor(nullptr), shallowCopy(false)
+{
+}
+
+DcList::DcList(const DcList& other)
+    : compFunc(other.compFunc), head(other.head), tail(other.tail), cursor(other.cursor), shallowCopy(true)
+{
+}
+
+DcList& DcList::operator=(const DcList& other)
+{
+    if (this == &other)
+        return *this;
+    if (head != other.head)
+        destroyAllNodes();
+    compFunc = other.compFunc;
+    head = other.head;
+    tail = other.tail;
+    cursor = other.cursor;
+    shallowCopy = true;
+    return *this;
+}
 
 DcList::~DcList()
 {
@@ -212,7 +234,7 @@ void DcList::reverse()
 
 void DcList::destroyAllNodes()
 {
-    DcNode* node = head;
+    DcNode* node = shallowCopy ? nullptr : head;
     while (node != nullptr) {
         DcNode* following = node->nextNode;
         subtract(node);

@@ -7,14 +7,18 @@
 
 // Doubly linked list of DcNodes with a caller-positioned cursor and an
 // optional ordering. The list owns its nodes: destroying it destroys them.
-// Copies are shallow (they share the nodes).
+// Copies are shallow: they see the same nodes, which stay owned by the list
+// they were copied from, so a copy never destroys them (neither when it is
+// destroyed nor in destroyAllNodes, where it only lets go of them).
 class DcList {
 public:
     typedef int (*CompFunc)(void*, void*);
 
     explicit DcList(CompFunc compFunc = nullptr);
-    DcList(const DcList& other) = default;
-    DcList& operator=(const DcList& other) = default;
+    DcList(const DcList& other);
+    // Destroys this list's own nodes first (unless other has the same chain),
+    // then becomes a shallow copy of other.
+    DcList& operator=(const DcList& other);
     virtual ~DcList();
 
     DcNode* add(DcNode* node);
@@ -40,12 +44,17 @@ public:
     void printNodeList(FILE* stream);
 
 protected:
+    // Whether this list is a shallow copy, which owns none of its nodes.
+    bool isShallowCopy() const { return shallowCopy; }
+
     CompFunc compFunc;
     DcNode* head;
     DcNode* tail;
     DcNode* cursor;
 
 private:
+    bool shallowCopy;
+
     DcNode* findInsertionPoint(DcNode* node);
     void linkAfter(DcNode* anchor, DcNode* node);
     void linkAtHead(DcNode* node);

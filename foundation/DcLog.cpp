@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string>
 
 DcLog* Log = nullptr;
 char MsgBuf[MSG_BUF_SIZE];
@@ -12,6 +13,9 @@ char MsgBuf[MSG_BUF_SIZE];
 namespace {
 const char* const monthNames[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                     "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+// The format under which already formatted text is passed on.
+char textFormat[] = "%s";
 
 bool validChannel(LOG_MSG channel)
 {
@@ -58,7 +62,7 @@ int DcLog::setFname(LOG_MSG channel, const char* name)
     return 0;
 }
 
-int DcLog::report(LOG_MSG channel, const char* function, const char* format, ...)
+int DcLog::report(LOG_MSG channel, char* function, char* format, ...)
 {
     if (format == nullptr)
         return LOG_ERR_NULL_FORMAT;
@@ -67,6 +71,23 @@ int DcLog::report(LOG_MSG channel, const char* function, const char* format, ...
     int status = writeLine(channel, function, format, args);
     va_end(args);
     return status;
+}
+
+int DcLog::report(LOG_MSG channel, const char* function, const char* format, ...)
+{
+    if (format == nullptr)
+        return LOG_ERR_NULL_FORMAT;
+    va_list args;
+    va_start(args, format);
+    va_list again;
+    va_copy(again, args);
+    int needed = vsnprintf(nullptr, 0, format, args);
+    va_end(args);
+    std::string text(needed > 0 ? static_cast<size_t>(needed) : 0, '\0');
+    if (needed > 0)
+        vsnprintf(&text[0], text.size() + 1, format, again);
+    va_end(again);
+    return report(channel, const_cast<char*>(function), textFormat, text.c_str());
 }
 
 int DcLog::writeLine(LOG_MSG channel, const char* function, const char* format, va_list args)
@@ -110,5 +131,5 @@ int logReport(LOG_MSG channel, const char* function, const char* format, ...)
     va_start(args, format);
     vsnprintf(MsgBuf, MSG_BUF_SIZE, format, args);
     va_end(args);
-    return Log->report(channel, function, "%s", MsgBuf);
+    return Log->report(channel, const_cast<char*>(function), textFormat, MsgBuf);
 }

@@ -3,8 +3,11 @@
 
 #include <cstdarg>
 
-enum LOG_MSG { LOG_CHANNEL_0 = 0, LOG_CHANNEL_1, LOG_CHANNEL_2, LOG_CHANNEL_3 };
-enum LOG_ACTIVE { LOG_ON = 0, LOG_OFF = 1 };
+// Channels and switches are plain ints underneath: callers may pass any
+// number, which the log answers with LOG_ERR_BAD_CHANNEL (or, for a switch,
+// treats as on unless it is LOG_OFF).
+enum LOG_MSG : int { LOG_CHANNEL_0 = 0, LOG_CHANNEL_1, LOG_CHANNEL_2, LOG_CHANNEL_3 };
+enum LOG_ACTIVE : int { LOG_ON = 0, LOG_OFF = 1 };
 
 // Log status codes (module 0x28).
 enum {
@@ -29,7 +32,14 @@ public:
 
     int activate(LOG_MSG channel, LOG_ACTIVE state);
     int setFname(LOG_MSG channel, const char* name);
-    virtual int report(LOG_MSG channel, const char* function, const char* format, ...)
+    // Writes one message: "<time stamp> <function> " and the formatted text.
+    // Every message of the library arrives here (through logReport), so an
+    // application log derives from DcLog and overrides this. function and
+    // format are only read, never written.
+    virtual int report(LOG_MSG channel, char* function, char* format, ...) __attribute__((format(printf, 4, 5)));
+    // The same for constant texts: formats the message and hands it to the
+    // virtual report above as "%s", so that an overriding log receives it too.
+    int report(LOG_MSG channel, const char* function, const char* format, ...)
         __attribute__((format(printf, 4, 5)));
 
 protected:

@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "foundation/DcLog.h"
+#include "internal/Text.h"
+#include "internal/Version.h"
 
 namespace {
 
@@ -28,8 +30,7 @@ int swapUnits(void* data, unsigned int len)
 
 bool isBlank(char c)
 {
-    unsigned char u = static_cast<unsigned char>(c);
-    return u == ' ' || (u >= 1 && u < 14);
+    return brenik3::isBlank(static_cast<unsigned char>(c));
 }
 
 }
@@ -112,13 +113,13 @@ int utilChangeBackslash(char* path)
 
 int utilGetVersion(int& major, int& minor, int& release, char* date)
 {
-    major = 4;
-    minor = 3;
-    release = 2;
+    major = BRENIK3_VERSION_MAJOR;
+    minor = BRENIK3_VERSION_MINOR;
+    release = BRENIK3_VERSION_RELEASE;
     if (date == nullptr) {
         logReport(LOG_CHANNEL_1, "utilGetVersion", "%s", nullArgument);
         return UTIL_ERR_NULL_ARG;
     }
-    strcpy(date, "Jun  8 2010");
+    strcpy(date, BRENIK3_RELEASE_DATE);
     return 0;
 }

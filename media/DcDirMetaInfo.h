@@ -32,8 +32,7 @@ enum {
     DIR_SIZE_LIMIT_MBYTES = 128
 };
 
-// The UID root of the toolkit and the implementation class UID written by default.
-#define DIR_UID_ROOT "2.999.7321"
+// The implementation version name written by default.
 #define DIR_DEFAULT_IMPL_VER_NAME "Dunmarrow Brenik"
 
 // The file meta information of a file (group 0002). A plain record; copies

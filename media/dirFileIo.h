@@ -10,6 +10,7 @@
 
 #include "dataset/DcElemList.h"
 #include "media/DcDirMetaInfo.h"
+#include "internal/Version.h"
 
 // Helpers shared by the file readers and writers of this folder.
 
@@ -45,7 +46,7 @@ inline std::string dirFullPath(const char* root, const char* fileId)
 inline void dirFillImplClassUid(DcDirMetaInfo& info)
 {
     if (info.implClassUid[0] == '\0')
-        snprintf(info.implClassUid, sizeof info.implClassUid, "%s.%d.%d.%d", DIR_UID_ROOT, 4, 3, 2);
+        strcpy(info.implClassUid, BRENIK3_IMPL_CLASS_UID);
 }
 
 // The record of a file read without meta information: reset, Implicit VR

@@ -10,6 +10,7 @@
 #include "foundation/DcLog.h"
 #include "media/dirFile.h"
 #include "media/dirFileIo.h"
+#include "internal/Version.h"
 
 namespace {
 
@@ -70,7 +71,7 @@ void dirTakeBareMetaInfo(DcDirMetaInfo& info, DcElemList& list)
     info.xferSyn = UID_LITTLE_ENDIAN_IMPLICIT;
     copyUid(list, T_0008_0016_sopClassUid, info.sopClassUid);
     copyText(list, T_0008_0018_sopInstanceUid, info.sopInstanceUid, DIR_UID_MAX);
-    strcpy(info.implClassUid, DIR_UID_ROOT);
+    strcpy(info.implClassUid, BRENIK3_UID_ROOT);
     list.resetValueCount();
 }
 

@@ -25,6 +25,23 @@ DcCmd::DcCmd(CMD_TYPE type, CMD_DATASET rule) : DcMsg(static_cast<MSG_TYPE>(type
     initialize(type);
 }
 
+DcCmd::DcCmd(const DcCmd& other) : DcMsg(other), parmList(nullptr), dataset(other.dataset)
+{
+    if (other.parmList != nullptr)
+        DcCmd::setParmList(other.parmList);
+}
+
+DcCmd& DcCmd::operator=(const DcCmd& other)
+{
+    if (this == &other)
+        return *this;
+    DcMsg::operator=(other);
+    dataset = other.dataset;
+    if (other.parmList != nullptr)
+        DcCmd::setParmList(other.parmList);
+    return *this;
+}
+
 DcCmd::~DcCmd()
 {
     free(parmList);

@@ -78,6 +78,10 @@ struct DcCmdRspRule {
 // checks made when elements are added and before the command is sent.
 class DcCmd : public DcMsg {
 public:
+    // Copies take a parameter list of their own; as for every message copy,
+    // their element lists start empty.
+    DcCmd(const DcCmd& other);
+    DcCmd& operator=(const DcCmd& other);
     ~DcCmd() override;
 
     // Adds a data set element or a command element; takes ownership also of

@@ -14,6 +14,7 @@
 
 #include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
+#include "internal/SendAll.h"
 
 int PduDumpFlag = 0;
 std::recursive_timed_mutex DcPduMutex;
@@ -148,18 +149,16 @@ int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block)
             status = PDU_ERR_TIMEOUT;
             break;
         }
-        bool obtained = pduMutexWait(info.readTimeout);
+        bool obtained = brenik3::pduMutexWaitSeconds(info.readTimeout);
         ssize_t got;
         do {
             got = recv(sockConv, buf + count, std::min(len - count, chunk), 0);
         } while (got < 0 && errno == EINTR);
+        pduMutexRelease(obtained);
         if (got <= 0) {
-            // The lock stays with this thread after a failed receive; other
-            // threads go on after their own timed wait.
             status = PDU_ERR_CONNECTION;
             break;
         }
-        pduMutexRelease(obtained);
         count += static_cast<unsigned int>(got);
     }
     len = count;
@@ -253,9 +252,7 @@ int DcPdu::write()
             close(fd);
         }
     }
-    bool obtained = pduMutexWait(info.writeTimeout);
-    ssize_t sent = send(sockConv, buf, length, MSG_NOSIGNAL);
-    pduMutexRelease(obtained);
+    bool sent = brenik3::sendAll(sockConv, buf, length, info.writeTimeout);
     free(buf);
-    return sent < 1 ? PDU_ERR_CONNECTION : 0;
+    return sent ? 0 : PDU_ERR_CONNECTION;
 }

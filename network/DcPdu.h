@@ -45,8 +45,9 @@ extern int PduDumpFlag;
 enum { PDU_DUMP_READ = 1, PDU_DUMP_WRITE = 2 };
 
 // The process-wide lock taken around every single receive and send. It is
-// waited for with a time-out in milliseconds; on time-out the caller goes on
-// without it.
+// waited for at most the connection's read or write time-out; on time-out
+// the caller goes on without it. It is never held across a wait for the
+// socket, so a wait for it is short unless a holder is stuck.
 extern std::recursive_timed_mutex DcPduMutex;
 
 // Waits at most the given milliseconds for DcPduMutex; true when obtained.

@@ -7,6 +7,7 @@
 #include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "internal/Text.h"
 
 namespace {
 
@@ -26,21 +27,6 @@ unsigned int itemLength(const unsigned char* item)
 bool headFits(unsigned int pos, unsigned int end)
 {
     return pos + ITEM_HEAD_LEN <= end;
-}
-
-// Copies at most width characters of text and terminates the copy.
-void copyCut(char* out, const char* text, size_t width)
-{
-    size_t len = strnlen(text, width);
-    memcpy(out, text, len);
-    out[len] = '\0';
-}
-
-// The same, then strips leading and trailing blanks.
-void copyStripped(char* out, const char* text, size_t width)
-{
-    copyCut(out, text, width);
-    utilRemoveSpace(out, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
 }
 
 // The UID string of a dictionary UID, empty when it has none.
@@ -165,12 +151,12 @@ int DcPduAssoAcRq::setInfo(DcPduInfoAcRq& in)
 {
     if (acRqInfo == nullptr)
         acRqInfo = new DcPduInfoAcRq();
-    copyCut(acRqInfo->calledAeTitle, in.calledAeTitle, PDU_AE_TITLE_LEN);
-    copyCut(acRqInfo->callingAeTitle, in.callingAeTitle, PDU_AE_TITLE_LEN);
-    copyCut(acRqInfo->appCtxName, in.appCtxName, PDU_UID_LEN);
+    brenik3::copyText(acRqInfo->calledAeTitle, in.calledAeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyText(acRqInfo->callingAeTitle, in.callingAeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyText(acRqInfo->appCtxName, in.appCtxName, PDU_UID_LEN);
     acRqInfo->maxPduLen = in.maxPduLen;
-    copyCut(acRqInfo->implClassUid, in.implClassUid, PDU_UID_LEN);
-    copyCut(acRqInfo->implVerName, in.implVerName, PDU_VER_NAME_LEN);
+    brenik3::copyText(acRqInfo->implClassUid, in.implClassUid, PDU_UID_LEN);
+    brenik3::copyText(acRqInfo->implVerName, in.implVerName, PDU_VER_NAME_LEN);
     return 0;
 }
 
@@ -242,8 +228,8 @@ int DcPduAssoAcRq::frameAsso(unsigned char* buf)
     }
     char called[PDU_AE_TITLE_LEN + 1];
     char calling[PDU_AE_TITLE_LEN + 1];
-    copyStripped(called, acRqInfo->calledAeTitle, PDU_AE_TITLE_LEN);
-    copyStripped(calling, acRqInfo->callingAeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyStripped(called, acRqInfo->calledAeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyStripped(calling, acRqInfo->callingAeTitle, PDU_AE_TITLE_LEN);
     if (called[0] == '\0') {
         logReport(LOG_CHANNEL_2, function, "Invalid calledAeTitle");
         return ASSO_ERR_DATA;
@@ -267,7 +253,7 @@ int DcPduAssoAcRq::frameAsso(unsigned char* buf)
     out.zeros(32);
 
     char appCtx[PDU_UID_LEN + 1];
-    copyStripped(appCtx, acRqInfo->appCtxName, PDU_UID_LEN);
+    brenik3::copyStripped(appCtx, acRqInfo->appCtxName, PDU_UID_LEN);
     out.textItem(PDU_ASSO_ITEM_APP_CTX, appCtx);
 
     int framed = 0;
@@ -379,9 +365,7 @@ int DcPduAssoAcRq::parse(const unsigned char* body, unsigned int bodyLength)
                   {CALLING_AE_OFFSET, acRqInfo->callingAeTitle, "Empty Calling AE title string"}};
     for (auto& title : titles) {
         char stripped[PDU_AE_TITLE_LEN + 1];
-        memcpy(stripped, body + title.offset, PDU_AE_TITLE_LEN);
-        stripped[PDU_AE_TITLE_LEN] = '\0';
-        utilRemoveSpace(stripped, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+        brenik3::copyStripped(stripped, reinterpret_cast<const char*>(body + title.offset), PDU_AE_TITLE_LEN);
         if (stripped[0] == '\0') {
             logReport(LOG_CHANNEL_2, function, "%s", title.emptyMessage);
             return ASSO_ERR_DATA;

@@ -5,16 +5,13 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include <climits>
-
-#include <poll.h>
-#include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include "dictionary/DcDictTags.h"
 #include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
+#include "internal/SendAll.h"
 #include "network/DcPduDataTf.h"
 
 namespace {
@@ -23,48 +20,6 @@ namespace {
 bool isUnsentCommandElement(unsigned short element)
 {
     return element == 0x0001 || element == 0x0200 || element == 0x0300;
-}
-
-// Sends every byte of the pieces, continuing after short sends. Each send
-// call runs under DcPduMutex and does not block: a full socket is waited for
-// without the lock, so that a receiver in the same process is not held up.
-bool sendAll(int sock, struct iovec* iov, int count, unsigned int writeTimeout)
-{
-    struct msghdr msg = {};
-    msg.msg_iov = iov;
-    msg.msg_iovlen = count;
-    int waitMillis = writeTimeout > unsigned(INT_MAX / 1000) ? INT_MAX : int(writeTimeout * 1000);
-    while (msg.msg_iovlen > 0) {
-        bool obtained = pduMutexWait(writeTimeout);
-        ssize_t sent = sendmsg(sock, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
-        int error = errno;
-        pduMutexRelease(obtained);
-        if (sent < 0 && error == EINTR)
-            continue;
-        if (sent < 0 && (error == EAGAIN || error == EWOULDBLOCK)) {
-            struct pollfd pfd = {sock, POLLOUT, 0};
-            int ready;
-            do {
-                ready = poll(&pfd, 1, waitMillis);
-            } while (ready < 0 && errno == EINTR);
-            if (ready <= 0)
-                return false;
-            continue;
-        }
-        if (sent < 1)
-            return false;
-        size_t left = static_cast<size_t>(sent);
-        while (msg.msg_iovlen > 0 && left >= msg.msg_iov->iov_len) {
-            left -= msg.msg_iov->iov_len;
-            msg.msg_iov++;
-            msg.msg_iovlen--;
-        }
-        if (msg.msg_iovlen > 0) {
-            msg.msg_iov->iov_base = static_cast<char*>(msg.msg_iov->iov_base) + left;
-            msg.msg_iov->iov_len -= left;
-        }
-    }
-    return true;
 }
 
 // Reads exactly len bytes from the file's current position.
@@ -115,7 +70,7 @@ public:
         unsigned char header[PDV_HEADER_LEN];
         frameTfHeader(header, len, presCtxId, msgCtrlHdr);
         struct iovec iov[2] = {{header, sizeof header}, {const_cast<unsigned char*>(data), len}};
-        bool sent = sendAll(sock, iov, len > 0 ? 2 : 1, writeTimeout);
+        bool sent = brenik3::sendAll(sock, iov, len > 0 ? 2 : 1, writeTimeout);
         if (sent && (PduDumpFlag & PDU_DUMP_WRITE)) {
             int fd = pduDumpCreate(PDU_DATA_TF, false);
             if (fd >= 0) {
@@ -209,7 +164,7 @@ int DcPduDataTf::writeCmd(DcElemList* cmd)
     unsigned char mch = PDV_MCH_COMMAND | PDV_MCH_LAST;
     frameTfHeader(buf, len, presCtxId, mch);
     struct iovec iov = {buf, static_cast<size_t>(len) + PDV_HEADER_LEN};
-    bool sent = sendAll(sockConv, &iov, 1, info.writeTimeout);
+    bool sent = brenik3::sendAll(sockConv, &iov, 1, info.writeTimeout);
     if (PduDumpFlag & PDU_DUMP_WRITE) {
         int fd = pduDumpCreate(PDU_DATA_TF, false);
         if (fd >= 0) {

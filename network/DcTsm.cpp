@@ -14,9 +14,9 @@ std::mutex artimLock;
 }
 
 DcTsm::DcTsm(TSM_ROLE tsmRole, int port, DcTsmArtimCB callback)
-    : actionFunc(), artimCB(callback), state(TSM_STA1), startupStatus(0), role(tsmRole), pdu(nullptr), sockAddr(),
-      connSide(TSM_CONN_NONE), tcpInfo{0, port, 0, 0, -1, -1}, maxPduLen(65536), timeoutInfo(),
-      artimTimeout(TSM_ARTIM_TIMEOUT), artimArmed(false), artimDeadline()
+    : actionFunc(), artimCB(callback), state(TSM_STA1), startupStatus(0), role(tsmRole),
+      pdu(nullptr), sockAddr(), connSide(TSM_CONN_NONE), tcpInfo{0, port, 0, 0, -1, -1}, maxPduLen(65536),
+      timeoutInfo(), artimTimeout(TSM_ARTIM_TIMEOUT), lastPduRead(nullptr), artimArmed(false), artimDeadline()
 {
     initializeActionFuncArray();
     if (role & TSM_ROLE_ACCEPTOR)

@@ -12,6 +12,7 @@ enum {
     TSM_ERR_EVENT_RANGE = 0x4002,
     TSM_ERR_NO_CONVERSATION = 0x4004,
     TSM_ERR_NULL_ARG = 0x4006,
+    TSM_ERR_PDU_TYPE = 0x4007,       // an action was handed a PDU of another type than it reads
     TSM_ERR_STARTUP = 0x4011,        // socket library start-up (kept for the interface)
     TSM_ERR_HOSTNAME = 0x4012,       // the local host name could not be read
     TSM_ERR_RESOLVE = 0x4013,        // a host name did not resolve
@@ -178,6 +179,11 @@ protected:
     unsigned int maxPduLen;
     DcTsmTimeoutInfo timeoutInfo;
     unsigned int artimTimeout;  // seconds
+
+    // The PDU whose body the last action read, null when it read none: a
+    // PDU that the machine answered or ignored without reading it is not
+    // handed on as if it had been read.
+    DcPdu* lastPduRead;
 
 private:
     void initializeActionFuncArray();

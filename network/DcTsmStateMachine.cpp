@@ -136,6 +136,21 @@ int DcTsm::sockConvAccept(TSM_BLOCK block)
 
 namespace {
 
+// The PDU handed to an action, when it is of the class that the action
+// reads; null for any other, which is then never read as this one.
+template <typename Expected>
+Expected* pduAs(void* arg)
+{
+    return dynamic_cast<Expected*>(static_cast<DcPdu*>(arg));
+}
+
+int reportPduType(const char* function, void* arg, const char* expected)
+{
+    logReport(LOG_CHANNEL_2, function, "PDU type %d received where %s was expected",
+              static_cast<int>(static_cast<DcPdu*>(arg)->getType()), expected);
+    return TSM_ERR_PDU_TYPE;
+}
+
 // Gives a PDU that an action sends the limits of the conversation.
 void prepare(DcPdu& out, int sock, unsigned int maxPduLen, const DcTsmTimeoutInfo& timeouts)
 {
@@ -260,9 +275,12 @@ int DcTsm::AE_3_readAssoAcPdu(void* arg)
         return TSM_ERR_NULL_ARG;
     if (tcpInfo.sockConv == 0)
         return TSM_ERR_NO_CONVERSATION;
+    DcPduAssoAcRq* in = pduAs<DcPduAssoAcRq>(arg);
+    if (in == nullptr)
+        return reportPduType("DcTsm::AE_3_readAssoAcPdu", arg, "an A-ASSOCIATE PDU");
     artimCancel();
-    DcPduAssoAcRq* in = static_cast<DcPduAssoAcRq*>(arg);
     in->attach(tcpInfo.sockConv);
+    lastPduRead = in;
     return in->read(PDU_WAIT);
 }
 
@@ -272,11 +290,19 @@ int DcTsm::AE_4_readAssoRjPdu(void* arg)
         return TSM_ERR_NULL_ARG;
     if (tcpInfo.sockConv == 0)
         return TSM_ERR_NO_CONVERSATION;
-    DcPduAssoRj* in = static_cast<DcPduAssoRj*>(arg);
-    in->attach(tcpInfo.sockConv);
-    in->read(PDU_WAIT);
+    // An A-ASSOCIATE-RQ in answer to ours ends the attempt as a reject
+    // does, but is not read as one.
+    DcPduAssoRj* in = pduAs<DcPduAssoRj>(arg);
+    int status = 0;
+    if (in != nullptr) {
+        in->attach(tcpInfo.sockConv);
+        in->read(PDU_WAIT);
+        lastPduRead = in;
+    } else {
+        status = reportPduType("DcTsm::AE_4_readAssoRjPdu", arg, "an A-ASSOCIATE-RJ PDU");
+    }
     closeSockConv();
-    return 0;
+    return status;
 }
 
 int DcTsm::AE_5_connectScp(void*)
@@ -290,7 +316,7 @@ int DcTsm::AE_8_writeAssoRjPdu(void* arg)
         return TSM_ERR_NULL_ARG;
     if (tcpInfo.sockConv == 0)
         return TSM_ERR_NO_CONVERSATION;
-    DcPduAssoRj* out = static_cast<DcPduAssoRj*>(arg);
+    DcPdu* out = static_cast<DcPdu*>(arg);
     out->attach(tcpInfo.sockConv);
     int status = out->write();
     artimStart();
@@ -333,8 +359,8 @@ int DcTsm::AR_5_artimStop(void* arg)
 // data is not handed on.
 int DcTsm::AR_6_dataIndication(void* arg)
 {
-    if (arg != nullptr && tcpInfo.sockConv != 0) {
-        DcPduDataTf* in = static_cast<DcPduDataTf*>(arg);
+    DcPduDataTf* in = arg != nullptr ? pduAs<DcPduDataTf>(arg) : nullptr;
+    if (in != nullptr && tcpInfo.sockConv != 0) {
         in->attach(tcpInfo.sockConv);
         in->read(tcpInfo.readDumpHandle, PDU_WAIT);
     }
@@ -365,7 +391,10 @@ int DcTsm::DT_2_readDataTfPdu(void* arg)
         return TSM_ERR_NULL_ARG;
     if (tcpInfo.sockConv == 0)
         return TSM_ERR_NO_CONVERSATION;
-    DcPduDataTf* in = static_cast<DcPduDataTf*>(arg);
+    DcPduDataTf* in = pduAs<DcPduDataTf>(arg);
+    if (in == nullptr)
+        return reportPduType("DcTsm::DT_2_readDataTfPdu", arg, "a P-DATA-TF PDU");
     in->attach(tcpInfo.sockConv);
+    lastPduRead = in;
     return in->read(tcpInfo.readDumpHandle, PDU_WAIT);
 }

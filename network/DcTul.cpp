@@ -8,7 +8,8 @@
 
 DcTul::DcTul(TUL_TYPE type, int value)
     : DcTsm(static_cast<TSM_ROLE>(type), value, &DcTul::artimExpiredCB), pixRecvCB(nullptr),
-      pixRecvUserData(nullptr), tulType(type), tulValue(value), pixelRemaining(0), pixelFileStart(0)
+      pixRecvUserData(nullptr), tulType(type), tulValue(value), pixelRemaining(0), pixelFileStart(0),
+      pixelWriteFailed(false)
 {
 }
 
@@ -114,6 +115,12 @@ void DcTul::artimExpiredCB(unsigned int, unsigned int, unsigned long user, unsig
         machine->event17_artimExpired();
 }
 
+bool DcTul::waitingBytes()
+{
+    struct pollfd pfd = {tcpInfo.sockConv, POLLIN, 0};
+    return tcpInfo.sockConv > 0 && poll(&pfd, 1, 0) > 0 && (pfd.revents & POLLIN) != 0;
+}
+
 int DcTul::artimWait(PDU_BLOCK block)
 {
     long left = artimRemaining();
@@ -131,6 +138,10 @@ int DcTul::artimWait(PDU_BLOCK block)
             return 0;
         if (left > readMillis)
             return PDU_ERR_TIMEOUT;
+    } else if (state == TSM_STA2 && waitingBytes()) {
+        // The timer ran out while nobody read: a request that came in time
+        // is still waiting on the socket, and is read before the expiry.
+        return 0;
     }
     artimExpire();
     return tcpInfo.sockConv == 0 ? TSM_TRANSPORT_CLOSED : 0;

@@ -14,7 +14,11 @@ enum {
     TUL_ERR_NULL_ARG = 0x4204,
     TUL_ERR_NOT_REQUESTER = 0x4205,
     TUL_ERR_NOT_ACCEPTOR = 0x4206,
-    TUL_ERR_CLOSE = 0x420B          // the association must be closed
+    TUL_ERR_CLOSE = 0x420B,         // the association must be closed
+    // The pixel data of a message could not be written to its file (a full
+    // disk, say): the message was read to its end and dropped, and the
+    // association goes on, so the request can be answered with a failure.
+    TUL_ERR_PIXEL_WRITE = 0x420C
 };
 
 // The role of a transport upper layer, as the bits of its state machine.
@@ -73,6 +77,8 @@ private:
     // Waits for the next PDU while this machine's ARTIM timer runs, and
     // turns its expiry into the ARTIM event.
     int artimWait(PDU_BLOCK block);
+    // Whether bytes of the peer wait unread on the conversation.
+    bool waitingBytes();
     int pixelFragment(DcPduDataTf* target, DcBuf* buf, int& pixState, unsigned int& count,
                       const unsigned char* delimiterTag);
     int writePixels(const unsigned char* data, unsigned int len);
@@ -86,6 +92,9 @@ private:
     unsigned int pixelRemaining;
     // Where the pixel data of the message being received begins in its file.
     long pixelFileStart;
+    // A write to the pixel data file of the message being received failed:
+    // the rest of its pixel data is read and dropped.
+    bool pixelWriteFailed;
 };
 
 #endif

@@ -125,6 +125,9 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
             static_cast<DcPduReleaseRq*>(pdu)->read(PDU_WAIT);
         else
             static_cast<DcPduAbort*>(pdu)->read(PDU_WAIT);
+        lastPduRead = pdu;
+    } else {
+        lastPduRead = nullptr;
     }
 
     status = stateMachine(event, pdu);
@@ -134,6 +137,12 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
             return status;
         logReport(LOG_CHANNEL_2, function, "Error code 0x%04x", static_cast<unsigned int>(status));
         return TUL_ERR_CLOSE;
+    }
+    if (pdu != lastPduRead) {
+        // The machine answered this PDU (with an abort) or ignores it in
+        // its state; its body was not read, so there is nothing to hand on.
+        delete pdu;
+        return 0;
     }
     if (type != PDU_DATA_TF) {
         *out = pdu;
@@ -160,7 +169,7 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
     status = readPduDataTf(tf, xferSyn, block);
     if (status != 0) {
         delete tf;
-        if (isIndication(status))
+        if (isIndication(status) || status == TUL_ERR_PIXEL_WRITE)
             return status;
         logReport(LOG_CHANNEL_2, function, "Error code 0x%04x", static_cast<unsigned int>(status));
         return TUL_ERR_CLOSE;
@@ -181,6 +190,7 @@ int DcTul::readPduDataTf(DcPduDataTf* pdu, DICT_UID xferSyn, PDU_BLOCK block)
     unsigned int count = 0;
     pixelRemaining = UNDEFINED_LENGTH;
     pixelFileStart = -1;
+    pixelWriteFailed = false;
     int status = processPduDataTf(pdu, pdu, pixState, count, xferSyn);
     DcPduInfoTf info;
     pdu->getInfo(info);
@@ -209,6 +219,11 @@ int DcTul::readPduDataTf(DcPduDataTf* pdu, DICT_UID xferSyn, PDU_BLOCK block)
         status = processPduDataTf(pdu, &next, pixState, count, xferSyn);
     }
 
+    if (pixelWriteFailed) {
+        if ((lastHeader & PDV_MCH_LAST) == 0)
+            logReport(LOG_CHANNEL_2, function, "Incomplete DIMSE message received, association will be closed");
+        return (lastHeader & PDV_MCH_LAST) != 0 && status == 0 ? TUL_ERR_PIXEL_WRITE : TUL_ERR_DATA;
+    }
     if (tcpInfo.pixelDataHandle != -1 && count != 0) {
         int own = dup(tcpInfo.pixelDataHandle);
         if (own >= 0)
@@ -322,11 +337,13 @@ int DcTul::pixelFragment(DcPduDataTf* target, DcBuf* buf, int& pixState, unsigne
             pixState = PIX_DONE;
         }
     }
-    int status = writePixels(static_cast<const unsigned char*>(buf->getBuf()), keep);
+    // After a failed write the rest of the value is read and dropped, so
+    // that the association stays in step.
+    if (!pixelWriteFailed && writePixels(static_cast<const unsigned char*>(buf->getBuf()), keep) != 0)
+        pixelWriteFailed = true;
     delete buf;
-    if (status == 0)
-        count += keep;
-    return status;
+    count += keep;
+    return 0;
 }
 
 int DcTul::writePixels(const unsigned char* data, unsigned int len)

@@ -9,6 +9,7 @@
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "internal/Text.h"
 
 namespace {
 
@@ -20,8 +21,7 @@ void copyTrimmed(char* to, const char* text, size_t max)
 {
     while (*text != '\0' && isspace(static_cast<unsigned char>(*text)))
         text++;
-    msmCopyText(to, text, max);
-    utilRemoveSpace(to, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+    brenik3::copyStripped(to, text, max);
 }
 
 }
@@ -53,7 +53,7 @@ int DcMsm::setAeTitle(const char* title)
         return TSM_ERR_HOSTNAME;
     }
     hostName[TSM_HOST_NAME_LEN] = '\0';
-    msmCopyText(aeTitle, hostName, MSM_AE_TITLE_LEN);
+    brenik3::copyText(aeTitle, hostName, MSM_AE_TITLE_LEN);
     for (char* c = aeTitle; *c != '\0'; c++) {
         if (static_cast<unsigned char>(*c) < 32 || *c == 127)
             *c = '_';

@@ -36,7 +36,12 @@ enum {
     MSM_READ_TIMEOUT = 0x2C5A,
     MSM_READ_PROTOCOL_ERROR = 0x2C5B,
     MSM_READ_CONNECTION_LOST = 0x2C5C,
-    MSM_READ_NO_CALLER = 0x2C5D
+    MSM_READ_NO_CALLER = 0x2C5D,
+    // A data set arrived whole, but its pixel data could not be written to
+    // the pixel data file (a full disk, say); it was dropped and the
+    // association goes on. Answer its request with a failure status, such
+    // as 0xA700 (out of resources) for a C-STORE.
+    MSM_READ_NOT_STORED = 0x2C5E
 };
 
 // Whether read blocks while waiting for a PDU, and for a connection.

@@ -8,19 +8,21 @@
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "dataset/DcElem.h"
+#include "internal/CharRules.h"
+#include "internal/Text.h"
 
 namespace {
 
 enum { REJECT_PERMANENT = 1, REJECT_SOURCE_PRESENTATION = 3 };
 enum { REJECT_REASON_OTHER = 1, REJECT_REASON_CALLING_AE = 3, REJECT_REASON_CALLED_AE = 7 };
-enum { ELEM_ERR_ILLEGAL_CHAR = 0x160C };
 
 // Only digits and '.' in a UID, only printable characters in an AE title.
 int verifyText(const char* text, bool uid)
 {
     for (const char* c = text; *c != '\0'; c++) {
         unsigned char ch = static_cast<unsigned char>(*c);
-        bool ok = uid ? (isdigit(ch) || ch == '.') : (ch >= 32 && ch <= 126);
+        bool ok = uid ? brenik3::uidString(ch) : brenik3::printableAscii(ch);
         if (!ok) {
             logReport(LOG_CHANNEL_1, uid ? "verifyValueUI" : "verifyValueAE", "Illegal character '%c' (0x%x) in string",
                       *c, static_cast<unsigned int>(ch));
@@ -28,12 +30,6 @@ int verifyText(const char* text, bool uid)
         }
     }
     return 0;
-}
-
-void copyStripped(char* to, const char* from, size_t max)
-{
-    msmCopyText(to, from, max);
-    utilRemoveSpace(to, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
 }
 
 // The role that a role-selection sub-item gives a SOP class, 0 without one.
@@ -91,9 +87,9 @@ void DcMsm::applyConnectInfo(Info& info)
     if (info.maxPduLen >= MSM_MIN_PDU_LEN)
         maxPduLen = info.maxPduLen;
     setTimeoutInfo(info.timeouts);
-    msmCopyText(appCtxName, info.appCtxName, MSM_UID_LEN);
-    msmCopyText(implClassUid, info.implClassUid, MSM_UID_LEN);
-    msmCopyText(implVerName, info.implVerName, MSM_VER_NAME_LEN);
+    brenik3::copyText(appCtxName, info.appCtxName, MSM_UID_LEN);
+    brenik3::copyText(implClassUid, info.implClassUid, MSM_UID_LEN);
+    brenik3::copyText(implVerName, info.implVerName, MSM_VER_NAME_LEN);
 }
 
 int DcMsm::connect(DcMsmScpInfo& info)
@@ -131,12 +127,12 @@ int DcMsm::connect(const char* host, DcMsmScuInfo& info)
 int DcMsm::scuAssoRq(DcMsmScuInfo& info)
 {
     DcPduInfoAcRq rqInfo;
-    msmCopyText(rqInfo.calledAeTitle, info.calledAeTitle, PDU_AE_TITLE_LEN);
-    msmCopyText(rqInfo.callingAeTitle, aeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyText(rqInfo.calledAeTitle, info.calledAeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyText(rqInfo.callingAeTitle, aeTitle, PDU_AE_TITLE_LEN);
     Dict.getUid(UID_DICOM_APP_CONTEXT_NAME, rqInfo.appCtxName);
     rqInfo.maxPduLen = maxPduLen;
-    msmCopyText(rqInfo.implClassUid, info.implClassUid, PDU_UID_LEN);
-    msmCopyText(rqInfo.implVerName, info.implVerName, PDU_VER_NAME_LEN);
+    brenik3::copyText(rqInfo.implClassUid, info.implClassUid, PDU_UID_LEN);
+    brenik3::copyText(rqInfo.implVerName, info.implVerName, PDU_VER_NAME_LEN);
     DcPduAssoRq rq;
     givePduLimits(rq);
     rq.setInfo(rqInfo);
@@ -184,11 +180,11 @@ int DcMsm::scuAssoAcRsp(DcPduAssoAc* ac)
     int status = ac->getInfo(acInfo);
     if (status != 0)
         return status;
-    copyStripped(assoInfo.callingAeTitle, acInfo.callingAeTitle, MSM_AE_TITLE_LEN);
-    copyStripped(assoInfo.calledAeTitle, acInfo.calledAeTitle, MSM_AE_TITLE_LEN);
-    copyStripped(assoInfo.appCtxName, acInfo.appCtxName, MSM_UID_LEN);
-    copyStripped(assoInfo.implClassUid, acInfo.implClassUid, MSM_UID_LEN);
-    copyStripped(assoInfo.implVerName, acInfo.implVerName, MSM_VER_NAME_LEN);
+    brenik3::copyStripped(assoInfo.callingAeTitle, acInfo.callingAeTitle, MSM_AE_TITLE_LEN);
+    brenik3::copyStripped(assoInfo.calledAeTitle, acInfo.calledAeTitle, MSM_AE_TITLE_LEN);
+    brenik3::copyStripped(assoInfo.appCtxName, acInfo.appCtxName, MSM_UID_LEN);
+    brenik3::copyStripped(assoInfo.implClassUid, acInfo.implClassUid, MSM_UID_LEN);
+    brenik3::copyStripped(assoInfo.implVerName, acInfo.implVerName, MSM_VER_NAME_LEN);
     assoInfo.maxPduLen = acInfo.maxPduLen;
     if (acInfo.maxPduLen != 0)
         maxPduLen = acInfo.maxPduLen;
@@ -234,7 +230,7 @@ int DcMsm::acceptAeTitle(DcPduInfoAcRq& info)
     if (aeTitleCheck == 0)
         return 0;
     char called[PDU_AE_TITLE_LEN + 1];
-    copyStripped(called, info.calledAeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyStripped(called, info.calledAeTitle, PDU_AE_TITLE_LEN);
     if (strcmp(called, aeTitle) != 0) {
         logReport(LOG_CHANNEL_2, function, "Invalid Called AE Title - '%s'", called);
         return MSM_ERR_CALLED_AE;
@@ -242,7 +238,7 @@ int DcMsm::acceptAeTitle(DcPduInfoAcRq& info)
     if ((aeTitleCheck & 1) == 0)
         return 0;
     char calling[PDU_AE_TITLE_LEN + 1];
-    copyStripped(calling, info.callingAeTitle, PDU_AE_TITLE_LEN);
+    brenik3::copyStripped(calling, info.callingAeTitle, PDU_AE_TITLE_LEN);
     for (const char* accepted : acceptAeTitles) {
         if (accepted != nullptr && strcmp(accepted, calling) == 0)
             return 0;
@@ -336,19 +332,19 @@ int DcMsm::scpAssoRqRspAc(DcPduAssoRq* rq)
         delete item;
     }
     assoInfo.assoNum = count;
-    copyStripped(assoInfo.callingAeTitle, info.callingAeTitle, MSM_AE_TITLE_LEN);
-    copyStripped(assoInfo.calledAeTitle, info.calledAeTitle, MSM_AE_TITLE_LEN);
-    copyStripped(assoInfo.appCtxName, info.appCtxName, MSM_UID_LEN);
-    copyStripped(assoInfo.implClassUid, info.implClassUid, MSM_UID_LEN);
-    copyStripped(assoInfo.implVerName, info.implVerName, MSM_VER_NAME_LEN);
+    brenik3::copyStripped(assoInfo.callingAeTitle, info.callingAeTitle, MSM_AE_TITLE_LEN);
+    brenik3::copyStripped(assoInfo.calledAeTitle, info.calledAeTitle, MSM_AE_TITLE_LEN);
+    brenik3::copyStripped(assoInfo.appCtxName, info.appCtxName, MSM_UID_LEN);
+    brenik3::copyStripped(assoInfo.implClassUid, info.implClassUid, MSM_UID_LEN);
+    brenik3::copyStripped(assoInfo.implVerName, info.implVerName, MSM_VER_NAME_LEN);
     peerAddress(assoInfo.ipAddress);
 
     if (appCtxName[0] != '\0')
-        msmCopyText(info.appCtxName, appCtxName, PDU_UID_LEN);
+        brenik3::copyText(info.appCtxName, appCtxName, PDU_UID_LEN);
     if (implClassUid[0] != '\0')
-        msmCopyText(info.implClassUid, implClassUid, PDU_UID_LEN);
+        brenik3::copyText(info.implClassUid, implClassUid, PDU_UID_LEN);
     if (implVerName[0] != '\0')
-        msmCopyText(info.implVerName, implVerName, PDU_VER_NAME_LEN);
+        brenik3::copyText(info.implVerName, implVerName, PDU_VER_NAME_LEN);
     ac.setInfo(info);
     return event06_writeAssoAcPdu(&ac);
 }

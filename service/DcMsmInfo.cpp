@@ -3,21 +3,17 @@
 #include <cstring>
 
 #include "dictionary/DcDict.h"
+#include "internal/Version.h"
 
 namespace {
-
-const char* const IMPL_CLASS_ROOT = "2.999.7321";
-enum { VERSION_MAJOR = 4, VERSION_MINOR = 3, VERSION_RELEASE = 2 };
-const char VERSION_LETTER = 'b';
 
 template <typename Info>
 void setDefaults(Info& info)
 {
     Dict.getUid(UID_DICOM_APP_CONTEXT_NAME, info.appCtxName);
-    snprintf(info.implClassUid, sizeof info.implClassUid, "%s.%d.%d.%d", IMPL_CLASS_ROOT,
-             static_cast<int>(VERSION_MAJOR), static_cast<int>(VERSION_MINOR), static_cast<int>(VERSION_RELEASE));
-    snprintf(info.implVerName, sizeof info.implVerName, "Brenik3 %d.%d.%c", static_cast<int>(VERSION_MAJOR),
-             static_cast<int>(VERSION_MINOR), VERSION_LETTER);
+    snprintf(info.implClassUid, sizeof info.implClassUid, "%s", BRENIK3_IMPL_CLASS_UID);
+    snprintf(info.implVerName, sizeof info.implVerName, "Brenik3 %d.%d.%c", BRENIK3_VERSION_MAJOR,
+             BRENIK3_VERSION_MINOR, BRENIK3_VERSION_LETTER);
     info.sopList = nullptr;
     info.sopXferList = nullptr;
     info.maxPduLen = 65536;

@@ -10,8 +10,9 @@
 // Role bits of a DcMsm, or the role proposed for one SOP class.
 enum MSM_ROLE { MSM_ROLE_NONE = 0, MSM_ROLE_SCP = 1, MSM_ROLE_SCU = 2, MSM_ROLE_BOTH = 3 };
 
-// Result of one presentation context.
-enum PRES_CTX_AC_RESULT {
+// Result of one presentation context. A peer may answer with any byte, so
+// the type holds every int, not only the values named here.
+enum PRES_CTX_AC_RESULT : int {
     PRES_CTX_ACCEPTANCE = 0,
     PRES_CTX_USER_REJECTION = 1,
     PRES_CTX_NO_REASON = 2,
@@ -30,14 +31,6 @@ enum {
     MSM_HOST_NAME_LEN = 24,
     MSM_MIN_PDU_LEN = 4096    // a smaller maximum PDU length is ignored
 };
-
-// Copies at most max characters of text and terminates the copy.
-inline void msmCopyText(char* to, const char* text, size_t max)
-{
-    size_t len = strnlen(text, max);
-    memcpy(to, text, len);
-    to[len] = '\0';
-}
 
 // One SOP class with its transfer syntaxes in order of preference.
 struct DcMsmSopXferSyn {

@@ -132,6 +132,8 @@ int DcMsm::read(DICT_UID* sopClass, DcMsg** msg, MSM_BLOCK_READ blockRead, MSM_B
             if (blockRead != MSM_READ_NO_BLOCK)
                 event16_closeTrans();
             return MSM_READ_TIMEOUT;
+        case TUL_ERR_PIXEL_WRITE:
+            return MSM_READ_NOT_STORED;
         case TUL_ERR_DATA:
         case TUL_ERR_CLOSE:
             return MSM_READ_PROTOCOL_ERROR;

@@ -136,8 +136,10 @@ int Association::pixelCallback(void* self, DcElemList&, int& handle, DICT_UID)
     std::vector<char> name(path.begin(), path.end());
     name.push_back('\0');
     int fd = mkstemp(name.data());
+    // Without a file the pixel data stays in memory, and writing the object
+    // then says whether there is room: a failure answers the request only.
     if (fd < 0)
-        return STORE_OUT_OF_RESOURCES;
+        return 0;
     // Unlinked at once: the data lives while the descriptor does, and
     // nothing is left behind whatever happens to this process.
     unlink(name.data());
@@ -278,6 +280,18 @@ int Association::serve(int acceptedPipe)
                 char desc[DICT_NAME_MAX + 1] = "";
                 msg->getDesc(desc);
                 printf("[%d] ignored %s: only storage is served\n", id, desc);
+            }
+            break;
+        case MSM_READ_NOT_STORED:
+            // The pixel data could not be written (a full disk, say): the
+            // request fails, the association goes on.
+            msm.setPixelDataHandle(-1);
+            if (pending != nullptr) {
+                failedCount++;
+                printf("[%d] FAILED to store an object: its pixel data could not be written\n", id);
+                answer(msm, *pending, STORE_OUT_OF_RESOURCES);
+                delete pending;
+                pending = nullptr;
             }
             break;
         case MSM_READ_RELEASE_RQ:

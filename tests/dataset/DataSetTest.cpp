@@ -77,6 +77,48 @@ TEST(DataSetWriting, FillsInTheLengthOfEachGroup)
     EXPECT_EQ(length, 14u);
 }
 
+// A group length read with another VR is written back as UL in the 12 bytes
+// the set counted for it, in every syntax: an empty one (FF16,0000) IS made
+// the group's size wrap below zero and ran 10 bytes past the buffer.
+TEST(DataSetWriting, GroupLengthOfAnyVrIsWrittenAsUlWithinTheCountedSize)
+{
+    const Bytes emptyIsLittle = {0x16, 0xFF, 0x00, 0x00, 'I', 'S', 0x00, 0x00};
+    const Bytes emptyIsBig = {0xFF, 0x16, 0x00, 0x00, 'I', 'S', 0x00, 0x00};
+    const Bytes textGroup = {0x08, 0x00, 0x00, 0x00, 'I', 'S', 0x02, 0x00, '4', ' ',
+                             0x08, 0x00, 0x60, 0x00, 'C', 'S', 0x02, 0x00, 'C', 'T'};
+    const struct {
+        Bytes input;
+        DICT_UID from;
+        unsigned int tag;
+        unsigned int groupLength;
+    } cases[] = {{emptyIsLittle, UID_LITTLE_ENDIAN_EXPLICIT, 0xFF160000, 0},
+                 {emptyIsBig, UID_BIG_ENDIAN_EXPLICIT, 0xFF160000, 0},
+                 {textGroup, UID_LITTLE_ENDIAN_EXPLICIT, 0x00080000, 10}};
+    for (const auto& c : cases) {
+        DcElemList list;
+        Bytes input = c.input;
+        ASSERT_EQ(parse(list, input, c.from), 0);
+        for (DICT_UID to : {UID_LITTLE_ENDIAN_IMPLICIT, UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+            SCOPED_TRACE(std::to_string(c.tag) + " into syntax " + std::to_string(to));
+            unsigned int size = 0, len = 0;
+            list.getBufSize(size);
+            Bytes out(size + 16, 0xCC);
+            EXPECT_EQ(list.frame(out.data(), len, to), 0);
+            EXPECT_LE(len, size);
+            EXPECT_EQ(Bytes(out.begin() + size, out.end()), Bytes(16, 0xCC));
+            ASSERT_GE(len, 12u);
+            bool big = to == UID_BIG_ENDIAN_EXPLICIT;
+            unsigned int length = big ? out[8] << 24 | out[9] << 16 | out[10] << 8 | out[11]
+                                      : out[11] << 24 | out[10] << 16 | out[9] << 8 | out[8];
+            EXPECT_EQ(length, c.groupLength);
+            Bytes header = to == UID_LITTLE_ENDIAN_IMPLICIT ? Bytes{4, 0, 0, 0}
+                           : big                            ? Bytes{'U', 'L', 0, 4}
+                                                            : Bytes{'U', 'L', 4, 0};
+            EXPECT_EQ(Bytes(out.begin() + 4, out.begin() + 8), header);
+        }
+    }
+}
+
 TEST(DataSetWriting, ChoosesThePixelDataVr)
 {
     DcElemList list;

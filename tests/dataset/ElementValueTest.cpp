@@ -329,3 +329,43 @@ TEST(ElementRawBuffers, DiskBuffersOnlyForPixelData)
     EXPECT_EQ(byHandle.addValue(fd, 0, 4, UID_LITTLE_ENDIAN_EXPLICIT), ELEM_ERR_BAD_VALUE);
     EXPECT_TRUE(log.has("provided for duplication"));
 }
+
+// A copy reads the values and raw buffers of its original, which alone
+// releases them; a copy that is changed takes values of its own first.
+// Under the address sanitizer any double free or use of freed values fails.
+TEST(ElementCopies, ShareValuesThatOnlyTheOriginalReleases)
+{
+    DcElem* original = new DcElem(T_0008_0008_imageType, "ORIGINAL\\PRIMARY");
+    DcElem* pixels = new DcElem(T_7fe0_0010_pixelData);
+    unsigned char raw[4] = {1, 2, 3, 4};
+    pixels->addValue(raw, sizeof raw, UID_LITTLE_ENDIAN_IMPLICIT);
+    {
+        DcElem copy(*original);
+        EXPECT_EQ(text(copy), "ORIGINAL");
+        DcElem assigned(T_0008_0060_modality, "CT");
+        assigned = *original;
+        EXPECT_EQ(assigned.getValueCount(), 2);
+        DcElem pixelCopy(*pixels);
+        DcBuf seen, own;
+        EXPECT_EQ(pixelCopy.getValue(seen), 0);
+        EXPECT_EQ(pixels->getValue(own, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_EQ(seen.getBuf(), own.getBuf());
+    }
+    EXPECT_EQ(text(*original, ELEM_VAL_INDEX_KEEP), "ORIGINAL");
+
+    DcElem changed(*original);
+    EXPECT_EQ(changed.addValue("DERIVED"), 0);
+    EXPECT_EQ(changed.getValueCount(), 3);
+    EXPECT_EQ(original->getValueCount(), 2);
+    DcElem emptied(*original);
+    emptied.deleteAllValues();
+    EXPECT_EQ(original->getValueCount(), 2);
+    DcElem pixelsChanged(*pixels);
+    EXPECT_EQ(pixelsChanged.addValue(raw, sizeof raw, UID_LITTLE_ENDIAN_IMPLICIT), 0);
+    EXPECT_EQ(pixelsChanged.getBufList()->count(), 2);
+    EXPECT_EQ(pixels->getBufList()->count(), 1);
+
+    DcElem outlives(*original);
+    delete original;
+    delete pixels;
+}

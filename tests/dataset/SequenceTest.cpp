@@ -138,3 +138,40 @@ TEST(SequenceValues, ResetReachesNestedElements)
     sq.resetValueCount();
     EXPECT_EQ(item->getValue(T_0008_1150_referencedSopClassUid, uid, 64), 0);
 }
+
+// Copies of data sets, sequences and items show what their original holds;
+// only the original destroys it, once, and assigning over one destroys what
+// it owned before. Meant for the address sanitizer as much as for the checks.
+TEST(SequenceCopies, DataSetsSequencesAndItemsLeaveTheirContentsToTheOriginal)
+{
+    DcElemList* set = new DcElemList;
+    DcElemSq* sq = new DcElemSq(T_0008_1140_referencedImageSequence);
+    DcElemSqItem* item = referenceItem("1.2", "3.4");
+    sq->add(item);
+    set->add(sq);
+    set->add(new DcBuf(malloc(8), 8, UID_LITTLE_ENDIAN_IMPLICIT));
+    Bytes before = encode(*set, UID_LITTLE_ENDIAN_EXPLICIT);
+    {
+        DcElemList setCopy(*set);
+        DcElemSq sqCopy(*sq);
+        DcElemSqItem itemCopy(*item);
+        EXPECT_EQ(encode(setCopy, UID_LITTLE_ENDIAN_EXPLICIT), before);
+        EXPECT_EQ(setCopy.getBufList()->first(), set->getBufList()->first());
+        EXPECT_EQ(sqCopy.first(), item);
+        char uid[65];
+        EXPECT_EQ(itemCopy.getValue(T_0008_1155_referencedSopInstanceUid, uid, 64, ELEM_VAL_INDEX_KEEP), 0);
+        EXPECT_STREQ(uid, "3.4");
+
+        DcElemList assigned;
+        assigned.add(new DcElem(T_0010_0010_patientName, "Replaced"));
+        assigned = *set;
+        EXPECT_EQ(assigned.count(), 1);
+        DcElemSqItem itemAssigned;
+        itemAssigned.add(new DcElem(T_0008_1150_referencedSopClassUid, "9.9"));
+        itemAssigned = *item;
+        EXPECT_EQ(itemAssigned.getValue(T_0008_1155_referencedSopInstanceUid, uid, 64, ELEM_VAL_INDEX_KEEP), 0);
+    }
+    EXPECT_EQ(encode(*set, UID_LITTLE_ENDIAN_EXPLICIT), before);
+    DcElemList outlives(*set);
+    delete set;
+}

@@ -21,8 +21,7 @@ public:
     LogCapture() : saved(Log) { Log = this; }
     ~LogCapture() override { Log = saved; }
 
-    __attribute__((format(printf, 4, 5))) int report(LOG_MSG channel, const char* function, const char* format,
-                                                     ...) override
+    __attribute__((format(printf, 4, 5))) int report(LOG_MSG channel, char* function, char* format, ...) override
     {
         char text[4096];
         va_list args;

@@ -239,6 +239,32 @@ TEST(ListOwnership, DestroysItsNodesThroughTheVirtualDestructor)
     EXPECT_EQ(list.getCursor(), nullptr);
 }
 
+// A copy sees the same nodes but never destroys them: the list it was
+// copied from does, once. Assigning over a list destroys what it owned.
+TEST(ListOwnership, ShallowCopiesLeaveTheNodesToTheirOriginal)
+{
+    int destroyed = 0;
+    DcList* original = new DcList;
+    *original + new Counted(destroyed) + new Counted(destroyed);
+    {
+        DcList copy(*original);
+        EXPECT_EQ(copy.count(), 2);
+        EXPECT_TRUE(copy.contains(original->first()));
+        DcList assigned;
+        assigned + new Counted(destroyed);
+        assigned = *original;
+        EXPECT_EQ(destroyed, 1);
+        EXPECT_EQ(assigned.first(), original->first());
+        copy.destroyAllNodes();
+        EXPECT_EQ(copy.first(), nullptr);
+    }
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(original->count(), 2);
+    DcList late(*original);
+    delete original;
+    EXPECT_EQ(destroyed, 3);
+}
+
 TEST(ListPrint, AddressesOfListAndNodes)
 {
     DcList list;

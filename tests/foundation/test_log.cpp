@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
+#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -127,6 +128,58 @@ TEST(LogChecks, NullFormatThenChannelOutsideZeroToThreeAreRefused)
     Log = nullptr;
     EXPECT_EQ(logReport(LOG_CHANNEL_0, "f", "nobody listens"), LOG_ERR_NO_LOG);
     Log = saved;
+}
+
+// Channels and switches are ints: a number outside the enumerators is an
+// answer from the log, not undefined behaviour (the sanitizer build checks).
+TEST(LogChecks, AnyNumberIsAValidChannelOrSwitchValue)
+{
+    EXPECT_TRUE((std::is_same<std::underlying_type<LOG_MSG>::type, int>::value));
+    EXPECT_TRUE((std::is_same<std::underlying_type<LOG_ACTIVE>::type, int>::value));
+    DcLog log;
+    const LOG_ACTIVE two = static_cast<LOG_ACTIVE>(2);
+    EXPECT_EQ(log.activate(LOG_CHANNEL_1, two), 0);
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(log.report(LOG_CHANNEL_1, "f", "only 1 silences"), 0);
+    EXPECT_NE(::testing::internal::GetCapturedStdout().find("<f> only 1 silences"), std::string::npos);
+    for (LOG_MSG channel : {static_cast<LOG_MSG>(7), static_cast<LOG_MSG>(-3)}) {
+        EXPECT_EQ(log.activate(channel, two), LOG_ERR_BAD_CHANNEL);
+        EXPECT_EQ(log.report(channel, "f", "m"), LOG_ERR_BAD_CHANNEL);
+    }
+}
+
+namespace {
+
+// An application log written to the documented signature, as applications
+// written against it do: no override keyword, non-constant texts.
+class ApplicationLog : public DcLog {
+public:
+    int report(LOG_MSG channel, char* function, char* format, ...)
+    {
+        char text[1024];
+        va_list args;
+        va_start(args, format);
+        vsnprintf(text, sizeof text, format, args);
+        va_end(args);
+        received.push_back(std::to_string(channel) + " " + (function ? function : "-") + " " + text);
+        return 0;
+    }
+    std::vector<std::string> received;
+};
+
+}
+
+TEST(LogOverride, ALogWrittenToTheDocumentedSignatureReceivesEveryMessage)
+{
+    ApplicationLog mine;
+    DcLog* saved = Log;
+    Log = &mine;
+    EXPECT_EQ(logReport(LOG_CHANNEL_2, "DcTsm::open", "port %d", 104), 0);
+    DcLog* base = &mine;
+    EXPECT_EQ(base->report(LOG_CHANNEL_3, "app", "%s and %d%%", "text", 5), 0);
+    EXPECT_EQ(base->report(LOG_CHANNEL_0, nullptr, "no name"), 0);
+    Log = saved;
+    EXPECT_EQ(mine.received, (std::vector<std::string>{"2 DcTsm::open port 104", "3 app text and 5%", "0 - no name"}));
 }
 
 // The message is formatted once into MsgBuf and handed on as "%s", so a

@@ -95,6 +95,32 @@ TEST(FileWrite, LaysOutPreambleMarkerAndMetaGroupInTagOrder)
     EXPECT_EQ(back.xferSyn, UID_LITTLE_ENDIAN_EXPLICIT);  // taken from the pixels
 }
 
+// A group length that arrived with another VR (an empty IS here, after the
+// pixels) is written back as UL inside the room counted for it, also when a
+// file read back is written again, as a storage SCP does with what it got.
+TEST(FileWrite, GroupLengthReadWithAnotherVrIsWrittenBackWithinItsRoom)
+{
+    TempDir dir;
+    DcElemList list;
+    buildImage(list, "2.999.7321.9.4");
+    Bytes odd = {0x16, 0xFF, 0x00, 0x00, 'I', 'S', 0x00, 0x00, 0x16, 0xFF, 0x10, 0x00, 'L', 'O', 0x02, 0x00, 'A', 'B'};
+    unsigned int left = static_cast<unsigned int>(odd.size());
+    ASSERT_EQ(list.parse(odd.data(), left, UID_LITTLE_ENDIAN_EXPLICIT), 0);
+    DcDirMetaInfo info;
+    info.xferSyn = UID_LITTLE_ENDIAN_EXPLICIT;
+    ASSERT_EQ(dirWriteFile((dir / "first.dcm").c_str(), info, list), 0);
+
+    DcDirMetaInfo readInfo;
+    DcElemList read;
+    ASSERT_EQ(dirReadFile((dir / "first.dcm").c_str(), readInfo, read), 0);
+    ASSERT_EQ(dirWriteFile((dir / "second.dcm").c_str(), readInfo, read), 0);
+    Bytes bytes = readBytes(dir / "second.dcm");
+    size_t at = findTag(bytes, 0xFF160000);
+    ASSERT_NE(at, std::string::npos);
+    EXPECT_EQ(Bytes(bytes.begin() + at + 4, bytes.begin() + at + 12), (Bytes{'U', 'L', 4, 0, 10, 0, 0, 0}));
+    EXPECT_EQ(bytes.size(), at + 22);
+}
+
 TEST(FileWrite, KeepsMetaGroupElementsOfTheListOutOfTheBodyButInTheList)
 {
     TempDir dir;

@@ -214,3 +214,27 @@ TEST(CmdFrame, NullBufferIsRefusedAndFramingReportsDoNotChangeTheResult)
     EXPECT_EQ(10, buf[8]);
     EXPECT_EQ(0x30, buf[20]);
 }
+
+// A copy of a command keeps a parameter list of its own and checks its
+// elements against it; a copy's elements start empty, an assigned command
+// keeps its own. Each list is freed once (the address sanitizer checks) and
+// the copies outlive their original.
+TEST(CmdCopies, KeepTheirOwnParameterList)
+{
+    DcCmdCGetRsp* original = new DcCmdCGetRsp;
+    DcCmdCGetRsp copy(*original);
+    DcCmdCGetRsp assigned;
+    assigned = *original;
+    delete original;
+    const std::vector<std::string> missingStatus = {"Element (0000,0900) missing from command"};
+    const std::vector<std::string> missingAll = {"Element (0000,0000) missing from command",
+                                                 "Element (0000,0100) missing from command", missingStatus[0]};
+    for (DcCmdCGetRsp* rsp : {&copy, &assigned}) {
+        rsp->add(new DcElem(T_0000_0120_messageIdBeingRespondedTo, static_cast<unsigned short>(3)));
+        rsp->add(new DcElem(T_0000_0800_commandDataSetType, static_cast<unsigned short>(0x0101)));
+        LogCapture log;
+        int added = 0;
+        EXPECT_EQ(CMD_ERR_MISSING, rsp->elemListVerify(added));
+        EXPECT_EQ(rsp == &copy ? missingAll : missingStatus, log.messages());
+    }
+}

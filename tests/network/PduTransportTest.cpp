@@ -1,14 +1,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <thread>
 
 #include "network/DcPdu.h"
+#include "network/DcPduAssoAcRq.h"
 #include "network/DcPduRelease.h"
 #include "tests/network/NetTestUtil.h"
 
@@ -188,30 +191,95 @@ TEST(PduReadBody, TruncatedLengthOrBodyGivesNull)
     EXPECT_EQ(nullptr, PduProbe(shortBody.lib).readBody(PDU_WAIT));
 }
 
-// A failed receive keeps the process-wide lock with the reading thread;
-// others go on after their timed wait, so nothing blocks for good.
-TEST(PduMutex, FailedReceiveKeepsTheLockButOthersStillProceed)
+// The process-wide lock is waited for as long as the connection's time-out
+// in seconds: a write waits for a holder that lets go within it, and a
+// failed receive lets the lock go, so it never holds up other connections.
+TEST(PduMutex, WaitedForInSecondsAndNeverKeptByAFailedReceive)
 {
+    SocketPair pair;
+    std::atomic<bool> held{false};
+    bool sentWhileHeld = true;
+    std::thread holder([&] {
+        DcPduMutex.lock();
+        held = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        struct pollfd pfd = {pair.peer, POLLIN, 0};
+        sentWhileHeld = poll(&pfd, 1, 0) > 0;
+        DcPduMutex.unlock();
+    });
+    while (!held)
+        std::this_thread::yield();
+    DcPduReleaseRp rp(pair.lib);
+    DcPduInfo limits;
+    limits.writeTimeout = 5;
+    rp.setInfo(limits);
+    EXPECT_EQ(0, rp.write());
+    holder.join();
+    EXPECT_FALSE(sentWhileHeld);
+    EXPECT_EQ(10u, pair.received().size());
+
     SocketPair failing;
     failing.closePeer();
     PduProbe reader(failing.lib);
     unsigned char byte;
     unsigned int len = 1;
     ASSERT_EQ(PDU_ERR_CONNECTION, reader.readBuf(&byte, len, PDU_WAIT));
-
-    bool lockFree = true;
-    int writeStatus = -1;
-    SocketPair other;
-    std::thread worker([&] {
+    bool lockFree = false;
+    std::thread other([&] {
         lockFree = DcPduMutex.try_lock();
         if (lockFree)
             DcPduMutex.unlock();
-        writeStatus = DcPduReleaseRp(other.lib).write();
     });
-    worker.join();
-    EXPECT_FALSE(lockFree);
-    EXPECT_EQ(0, writeStatus);
-    EXPECT_EQ(10u, other.received().size());
+    other.join();
+    EXPECT_TRUE(lockFree);
+}
+
+// A PDU larger than the socket takes at once goes out whole while the peer
+// reads; a peer that stops reading makes the write fail instead of letting
+// the part that fitted count as sent.
+TEST(PduWrite, SendsTheWholePduOrFails)
+{
+    for (bool peerReads : {true, false}) {
+        SCOPED_TRACE(peerReads);
+        SocketPair pair;
+        int small = 4096;
+        setsockopt(pair.lib, SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
+        struct timeval sendTimeout = {1, 0};
+        setsockopt(pair.lib, SOL_SOCKET, SO_SNDTIMEO, &sendTimeout, sizeof sendTimeout);
+        DcPduAssoRq rq(pair.lib);
+        DcPduInfo limits;
+        limits.writeTimeout = 1;
+        rq.setInfo(limits);
+        DcPduInfoAcRq info;
+        strcpy(info.calledAeTitle, "CALLED");
+        strcpy(info.callingAeTitle, "CALLING");
+        strcpy(info.appCtxName, "1.2.840.10008.3.1.1.1");
+        info.maxPduLen = 16384;
+        rq.setInfo(info);
+        for (unsigned int id = 1; id < 240; id += 2) {
+            DcPduPresCtxItem item;
+            item.presCtxId = id;
+            item.abstractSyntax = UID_CT_IMAGE_STORAGE;
+            for (int i = 0; i < 8; i++)
+                item.xferSyn[i] = static_cast<DICT_UID>(UID_JPEG_BASELINE + i);
+            ASSERT_EQ(0, rq.presCtxItemAdd(item));
+        }
+        Bytes got;
+        std::thread reader;
+        if (peerReads)
+            reader = std::thread([&] { got = SocketPair::drain(pair.peer, 2000); });
+        int status = rq.write();
+        if (!peerReads) {
+            EXPECT_EQ(PDU_ERR_CONNECTION, status);
+            continue;
+        }
+        pair.closeLib();
+        reader.join();
+        EXPECT_EQ(0, status);
+        ASSERT_GT(rq.getLength(), 20000);
+        ASSERT_EQ(rq.getLength(), got.size());
+        EXPECT_EQ(rq.getLength() - 6u, (got[2] << 24u) | (got[3] << 16u) | (got[4] << 8u) | got[5]);
+    }
 }
 
 namespace fs = std::filesystem;

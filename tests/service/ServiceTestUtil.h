@@ -119,7 +119,8 @@ private:
             DICT_UID sop = UID_NONE;
             DcMsg* msg = nullptr;
             int outcome = scp.read(&sop, &msg, MSM_READ_BLOCKING, MSM_CONNECT_NO_BLOCK);
-            if (outcome == MSM_READ_MESSAGE && handler)
+            // A data set that could not be stored comes to the handler as null.
+            if ((outcome == MSM_READ_MESSAGE || outcome == MSM_READ_NOT_STORED) && handler)
                 handler(scp, msg, sop);
             delete msg;
             if (outcome != MSM_READ_NO_CALLER) {
@@ -251,6 +252,8 @@ struct StoreScp : ScpThread {
     StoreScp()
     {
         handler = [this](DcMsm& msm, DcMsg* msg, DICT_UID sop) {
+            if (msg == nullptr)
+                return;
             if (typeOf(msg) == MSG_C_STORE_RQ) {
                 pending.reset(new DcCmdCStoreRsp());
                 pending->parseRequest(static_cast<DcCmd*>(msg));

@@ -37,6 +37,8 @@ public:
     int stop(int sig, int timeoutSeconds = 15);
     int wait(int timeoutSeconds) { return stop(0, timeoutSeconds); }
     std::string output() const;
+    // The process ID while it runs, -1 after.
+    pid_t pid() const { return child; }
     // Waits until text shows in the output (or the program ends).
     bool waitForOutput(const std::string& text, int timeoutSeconds = 15);
 

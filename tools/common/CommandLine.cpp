@@ -182,7 +182,7 @@ public:
     StderrLog() : saved(Log) { Log = this; }
     ~StderrLog() override { Log = saved; }
 
-    int report(LOG_MSG, const char* function, const char* format, ...) override
+    int report(LOG_MSG, char* function, char* format, ...) override
         __attribute__((format(printf, 4, 5)))
     {
         static const char* const months[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",

@@ -1,7 +1,6 @@
 #include "common/DataSetPrinter.h"
 
 #include <unistd.h>
-#include <vector>
 
 #include <Brenik3.h>
 
@@ -93,7 +92,7 @@ void DataSetPrinter::printFragments(DcElem& elem, int indent)
     }
 }
 
-std::string DataSetPrinter::valueText(DcElem& elem)
+std::string DataSetPrinter::valueText(DcElem& elem, size_t enough)
 {
     unsigned int tag;
     elem.getTag(tag);
@@ -104,19 +103,22 @@ std::string DataSetPrinter::valueText(DcElem& elem)
     if (vr == VR_OB || vr == VR_OW || vr == VR_UN || vr == VR_OX || (vr >= VR_OD && vr <= VR_UV))
         return rawText(elem);
 
-    std::vector<char> buf(TEXT_VALUE_MAX + 1);
+    // One value buffer for the whole run: a fresh zeroed one per element
+    // would cost more than the element itself.
+    static char buf[TEXT_VALUE_MAX + 1];
     if (vr == VR_UC || vr == VR_UR) {
-        elem.getValue(buf.data(), TEXT_VALUE_MAX, ELEM_VAL_INDEX_KEEP);
-        return buf.data();
+        elem.getValue(buf, TEXT_VALUE_MAX, ELEM_VAL_INDEX_KEEP);
+        return buf;
     }
     std::string text;
     int count = elem.getValueCount();
     elem.resetValueCount();
-    for (int i = 0; i < count; i++) {
-        int status = elem.getValue(buf.data(), TEXT_VALUE_MAX);
+    for (int i = 0; i < count && text.size() <= enough; i++) {
+        buf[0] = '\0';
+        int status = elem.getValue(buf, TEXT_VALUE_MAX);
         if (i > 0)
             text += '\\';
-        text += buf.data();
+        text += buf;
         if (status != 0)
             break;
     }
@@ -156,7 +158,7 @@ void DataSetPrinter::printElem(DcElem& elem, int depth)
         }
         return;
     }
-    std::string value = valueText(elem);
+    std::string value = valueText(elem, maxValue);
     if (value.size() > maxValue)
         value = value.substr(0, maxValue) + "...";
     fprintf(out, "%s\n", value.c_str());

@@ -21,8 +21,9 @@ public:
     void print(DcElemList& list, int depth = 0);
 
 private:
-    // The values of one element as the tree shows them, uncut.
-    static std::string valueText(DcElem& elem);
+    // The values of one element as the tree shows them, joined by "\\";
+    // values past the first `enough` characters are not fetched.
+    static std::string valueText(DcElem& elem, size_t enough);
 
     FILE* out;
     size_t maxValue;

@@ -1,0 +1,96 @@
+#include "archive/Keys.h"
+
+#include <Brenik3.h>
+
+namespace b3archive {
+
+const std::vector<Key>& keys()
+{
+    static const std::vector<Key> table = {
+        {0x00100020, PATIENT, "patient_id", KEY_TEXT},
+        {0x00100010, PATIENT, "patient_name", KEY_NAME},
+        {0x00100030, PATIENT, "birth_date", KEY_DATE},
+        {0x00100040, PATIENT, "sex", KEY_TEXT},
+        {0x00201200, PATIENT, "n_studies", KEY_COUNT},
+        {0x00201202, PATIENT, "n_series", KEY_COUNT},
+        {0x00201204, PATIENT, "n_instances", KEY_COUNT},
+        {0x0020000D, STUDY, "study_uid", KEY_UID},
+        {0x00080020, STUDY, "study_date", KEY_DATE},
+        {0x00080030, STUDY, "study_time", KEY_TIME},
+        {0x00080050, STUDY, "accession", KEY_TEXT},
+        {0x00200010, STUDY, "study_id", KEY_TEXT},
+        {0x00080090, STUDY, "referring", KEY_NAME},
+        {0x00081030, STUDY, "description", KEY_TEXT},
+        {0x00080061, STUDY, "modalities", KEY_MULTI},
+        {0x00201206, STUDY, "n_series", KEY_COUNT},
+        {0x00201208, STUDY, "n_instances", KEY_COUNT},
+        {0x0020000E, SERIES, "series_uid", KEY_UID},
+        {0x00080060, SERIES, "modality", KEY_TEXT},
+        {0x00200011, SERIES, "series_number", KEY_TEXT},
+        {0x0008103E, SERIES, "description", KEY_TEXT},
+        {0x00201209, SERIES, "n_instances", KEY_COUNT},
+        {0x00080018, IMAGE, "sop_uid", KEY_UID},
+        {0x00080016, IMAGE, "sop_class", KEY_UID},
+        {0x00200013, IMAGE, "instance_number", KEY_TEXT},
+    };
+    return table;
+}
+
+const Key* findKey(unsigned int tag)
+{
+    for (const Key& key : keys())
+        if (key.tag == tag)
+            return &key;
+    return nullptr;
+}
+
+const char* tableOf(Level level)
+{
+    static const char* const names[] = {"patient", "study", "series", "instance"};
+    return names[level];
+}
+
+bool levelFromText(const std::string& text, Level& level)
+{
+    for (int i = PATIENT; i <= IMAGE; i++) {
+        if (text == levelText(static_cast<Level>(i))) {
+            level = static_cast<Level>(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+const char* levelText(Level level)
+{
+    static const char* const names[] = {"PATIENT", "STUDY", "SERIES", "IMAGE"};
+    return names[level];
+}
+
+std::string elementText(DcElem& elem)
+{
+    std::string text;
+    int count = 0;
+    elem.getValueCount(count);
+    elem.resetValueCount();
+    for (int i = 0; i < count; i++) {
+        char value[1025] = "";
+        if (elem.getValue(value, sizeof value - 1, ELEM_VAL_INDEX_INCREMENT) != 0)
+            break;
+        if (i > 0)
+            text += '\\';
+        text += value;
+    }
+    elem.resetValueCount();
+    return text;
+}
+
+std::string valueOf(DcElemList& list, unsigned int tag)
+{
+    DcElem* elem = nullptr;
+    if (list.getElem(tag, &elem) != 0 || elem == nullptr)
+        return "";
+    return elementText(*elem);
+}
+
+}

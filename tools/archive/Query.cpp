@@ -1,0 +1,198 @@
+#include "archive/Query.h"
+
+#include <Brenik3.h>
+
+namespace b3archive {
+
+namespace {
+
+const unsigned int TAG_LEVEL = 0x00080052;
+const unsigned int TAG_CHARSET = 0x00080005;
+const char LIKE_ESCAPE = '!';
+
+std::string column(const Key& key)
+{
+    return std::string(tableOf(key.level)) + "." + key.column;
+}
+
+bool hasWildcard(const std::string& value)
+{
+    return value.find_first_of("*?") != std::string::npos;
+}
+
+// A wildcard value as a LIKE pattern: '*' is '%', '?' is '_', and the
+// pattern characters of the value itself are escaped.
+std::string likePattern(const std::string& value)
+{
+    std::string pattern;
+    for (char c : value) {
+        if (c == '*')
+            pattern += '%';
+        else if (c == '?')
+            pattern += '_';
+        else {
+            if (c == '%' || c == '_' || c == LIKE_ESCAPE)
+                pattern += LIKE_ESCAPE;
+            pattern += c;
+        }
+    }
+    return pattern;
+}
+
+std::vector<std::string> split(const std::string& text)
+{
+    std::vector<std::string> parts;
+    size_t start = 0;
+    for (;;) {
+        size_t end = text.find('\\', start);
+        parts.push_back(text.substr(start, end == std::string::npos ? std::string::npos : end - start));
+        if (end == std::string::npos)
+            return parts;
+        start = end + 1;
+    }
+}
+
+void rangeCondition(const Key& key, const std::string& value, std::vector<Condition>& into)
+{
+    size_t dash = value.find('-');
+    std::string low = value.substr(0, dash);
+    std::string high = value.substr(dash + 1);
+    std::string col = column(key);
+    Condition c;
+    std::string sql;
+    if (!low.empty()) {
+        sql = col + " >= ?";
+        c.params.push_back(low);
+    }
+    if (!high.empty()) {
+        if (!sql.empty())
+            sql += " AND ";
+        // A shorter upper bound takes everything it is a prefix of: 12 ends at 125959.
+        sql += "substr(" + col + ", 1, " + std::to_string(high.size()) + ") <= ?";
+        c.params.push_back(high);
+    }
+    c.sql = "(" + col + " <> '' AND " + sql + ")";
+    into.push_back(c);
+}
+
+}
+
+bool isValidUid(const std::string& text)
+{
+    if (text.empty() || text.size() > DICT_UID_MAX || text.front() == '.' || text.back() == '.')
+        return false;
+    for (size_t i = 0; i < text.size(); i++) {
+        char c = text[i];
+        if (c == '.') {
+            if (text[i - 1] == '.')
+                return false;
+        } else if (c < '0' || c > '9') {
+            return false;
+        } else if (c == '0' && (i == 0 || text[i - 1] == '.') && i + 1 < text.size() && text[i + 1] != '.') {
+            return false;  // a component with a leading zero
+        }
+    }
+    return true;
+}
+
+bool conditionFor(const Key& key, const std::string& value, std::vector<Condition>& into, std::string& reason)
+{
+    if (value.empty() || value == "*" || key.kind == KEY_COUNT)
+        return true;
+    std::string col = column(key);
+    switch (key.kind) {
+    case KEY_UID: {
+        std::vector<std::string> uids = split(value);
+        Condition c;
+        for (const std::string& uid : uids) {
+            if (!isValidUid(uid)) {
+                reason = "malformed UID '" + uid + "' in " + key.column;
+                return false;
+            }
+            c.sql += c.sql.empty() ? col + " IN (?" : ", ?";
+            c.params.push_back(uid);
+        }
+        c.sql += ")";
+        into.push_back(c);
+        return true;
+    }
+    case KEY_DATE:
+    case KEY_TIME:
+        if (value.find('-') != std::string::npos) {
+            rangeCondition(key, value, into);
+            return true;
+        }
+        into.push_back({col + " = ?", {value}});
+        return true;
+    case KEY_NAME:
+        if (hasWildcard(value))
+            into.push_back({"UPPER(" + col + ") LIKE UPPER(?) ESCAPE '!'", {likePattern(value)}});
+        else
+            into.push_back({"UPPER(" + col + ") = UPPER(?)", {value}});
+        return true;
+    case KEY_MULTI: {
+        // Any one of the values given matches any one of the values held.
+        Condition c;
+        for (const std::string& one : split(value)) {
+            c.sql += c.sql.empty() ? "(" : " OR ";
+            c.sql += "('\\' || " + col + " || '\\') LIKE ? ESCAPE '!'";
+            c.params.push_back("%\\" + likePattern(one) + "\\%");
+        }
+        c.sql += ")";
+        into.push_back(c);
+        return true;
+    }
+    default:
+        if (hasWildcard(value))
+            into.push_back({col + " LIKE ? ESCAPE '!'", {likePattern(value)}});
+        else
+            into.push_back({col + " = ?", {value}});
+        return true;
+    }
+}
+
+bool parseQuery(DcElemList& identifier, Query& query, unsigned short& status, std::string& reason)
+{
+    std::string levelValue = valueOf(identifier, TAG_LEVEL);
+    if (!levelFromText(levelValue, query.level)) {
+        status = QR_BAD_IDENTIFIER;
+        reason = "no valid query/retrieve level ('" + levelValue + "')";
+        return false;
+    }
+    for (DcElem* elem = identifier.first(); elem != nullptr; elem = elem->next()) {
+        unsigned int tag = 0;
+        elem->getTag(tag);
+        if (tag == TAG_LEVEL || tag == TAG_CHARSET || (tag >> 16) == 0x0002)
+            continue;
+        query.requested.push_back(tag);
+        const Key* key = findKey(tag);
+        // Keys the archive does not index, and keys below the level, match
+        // everything; they come back empty.
+        if (key == nullptr || key->level > query.level)
+            continue;
+        if (!conditionFor(*key, elementText(*elem), query.conditions, reason)) {
+            status = QR_BAD_IDENTIFIER;
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string fromWhere(const Query& query, Level level, std::vector<std::string>& params)
+{
+    std::string sql = " FROM patient";
+    if (level >= STUDY)
+        sql += " JOIN study ON study.patient_pk = patient.pk";
+    if (level >= SERIES)
+        sql += " JOIN series ON series.study_pk = study.pk";
+    if (level >= IMAGE)
+        sql += " JOIN instance ON instance.series_pk = series.pk";
+    for (size_t i = 0; i < query.conditions.size(); i++) {
+        sql += i == 0 ? " WHERE " : " AND ";
+        sql += query.conditions[i].sql;
+        params.insert(params.end(), query.conditions[i].params.begin(), query.conditions[i].params.end());
+    }
+    return sql;
+}
+
+}

@@ -1,0 +1,438 @@
+#include "archive/Service.h"
+
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <unistd.h>
+
+#include "archive/Storage.h"
+#include "archive/SubOperations.h"
+
+namespace b3archive {
+
+namespace {
+
+enum : unsigned short { STORE_SUCCESS = 0x0000, STORE_OUT_OF_RESOURCES = 0xA700, STORE_CANNOT_UNDERSTAND = 0xC000 };
+
+const unsigned int TAG_LEVEL = 0x00080052;
+const unsigned int TAG_RETRIEVE_AE = 0x00080054;
+const unsigned int TAG_FAILED_UIDS = 0x00080058;
+
+std::string commandText(DcMsg& msg, int tag)
+{
+    char text[DICT_UID_MAX + 1] = "";
+    msg.getValue(tag, text, DICT_UID_MAX, ELEM_VAL_INDEX_KEEP);
+    return text;
+}
+
+// An answer's element: the value as text, or empty. A sequence key comes
+// back as an empty sequence.
+DcElem* textElement(unsigned int tag, const std::string& value)
+{
+    DICT_VR vr = VR_UNKNOWN;
+    if (Dict.getVrDef(tag, vr) == 0 && vr == VR_SQ)
+        return new DcElemSq(static_cast<unsigned short>(tag >> 16), static_cast<unsigned short>(tag & 0xFFFF));
+    DcElem* elem = new DcElem(static_cast<unsigned short>(tag >> 16), static_cast<unsigned short>(tag & 0xFFFF));
+    if (!value.empty() && elem->addValue(value.c_str()) != 0)
+        elem->deleteAllValues();
+    return elem;
+}
+
+}
+
+std::vector<DcMsmSopXferSyn> archiveContexts()
+{
+    std::vector<DICT_UID> syntaxes;
+    for (int uid = UID_JPEG_BASELINE; uid <= UID_RLE_LOSSLESS; uid++)
+        syntaxes.push_back(static_cast<DICT_UID>(uid));
+    syntaxes.insert(syntaxes.end(), {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT,
+                                     UID_NONE});
+    DICT_UID plain[] = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_NONE};
+
+    std::vector<DcMsmSopXferSyn> contexts;
+    for (DICT_UID model : {UID_PAT_ROOT_Q_R_FIND, UID_PAT_ROOT_Q_R_MOVE, UID_PAT_ROOT_Q_R_GET, UID_STUDY_ROOT_Q_R_FIND,
+                           UID_STUDY_ROOT_Q_R_MOVE, UID_STUDY_ROOT_Q_R_GET})
+        contexts.emplace_back(model, plain, MSM_ROLE_NONE);
+    for (int uid = UID_VERIFICATION; uid <= UID_BUILTIN_LAST && contexts.size() < MSM_PRES_CTX_MAX - 2; uid++) {
+        DICT_UID_TYPE type;
+        char desc[DICT_NAME_MAX + 1] = "";
+        if (Dict.getUidType(static_cast<DICT_UID>(uid), type) != 0 || type != UID_SOP_CLASS ||
+            Dict.getDesc(static_cast<DICT_UID>(uid), desc) != 0)
+            continue;
+        std::string text = desc;
+        if (text.find("Storage") == std::string::npos || text.find("Commitment") != std::string::npos ||
+            uid == UID_MEDIA_STORAGE_DIR_STORAGE)
+            continue;
+        contexts.emplace_back(static_cast<DICT_UID>(uid), syntaxes.data(), MSM_ROLE_NONE);
+    }
+    contexts.emplace_back(UID_VERIFICATION, nullptr, MSM_ROLE_NONE);
+    contexts.emplace_back();
+    return contexts;
+}
+
+int Service::pixelCallback(void* self, DcElemList&, int& handle, DICT_UID)
+{
+    const Settings& cfg = static_cast<Service*>(self)->cfg;
+    std::string path = cfg.root + "/.b3-pixels-XXXXXX";
+    std::vector<char> name(path.begin(), path.end());
+    name.push_back('\0');
+    int fd = mkstemp(name.data());
+    if (fd < 0)
+        return STORE_OUT_OF_RESOURCES;
+    // Unlinked at once: the data lives while the descriptor does.
+    unlink(name.data());
+    if (handle >= 0)
+        close(handle);
+    handle = fd;
+    return 0;
+}
+
+void Service::answer(DcCmd& rsp, DICT_UID model, unsigned short status, DcElemList* identifier)
+{
+    rsp.add(new DcElem(T_0000_0900_status, status));
+    if (identifier != nullptr)
+        rsp.add(identifier);
+    msm->write(model, &rsp);
+}
+
+void Service::store(DcCmd& rq, DcMsg& data)
+{
+    DcElemList* list = data.getElemList();
+    DcPduInfoTf info;
+    data.getInfo(info);
+    DcDirMetaInfo meta;
+    meta.xferSyn = info.xferSyn;
+    DcMsmAssoInfo asso;
+    msm->getAssoInfo(asso);
+    snprintf(meta.sourceAeTitle, sizeof meta.sourceAeTitle, "%s", asso.callingAeTitle);
+    std::string path;
+    std::string error;
+    unsigned short status = STORE_SUCCESS;
+    if (valueOf(*list, 0x00080018).empty() || valueOf(*list, 0x0020000D).empty()) {
+        status = STORE_CANNOT_UNDERSTAND;
+        error = "no SOP instance or study instance UID";
+    } else if (!storeObject(cfg.root, meta, *list, index, path, error)) {
+        status = STORE_OUT_OF_RESOURCES;
+    }
+    msm->setPixelDataHandle(-1);
+    if (status == STORE_SUCCESS) {
+        stored++;
+        printf("[%d] stored %s\n", id, path.c_str());
+    } else {
+        failedStores++;
+        printf("[%d] FAILED to store %s: %s\n", id, path.c_str(), error.c_str());
+    }
+    DcCmdCStoreRsp rsp;
+    rsp.parseRequest(&rq);
+    DICT_UID sopClass = UID_NONE;
+    rq.getValue(T_0000_0002_affectedSopClassUid, sopClass, ELEM_VAL_INDEX_KEEP);
+    answer(rsp, sopClass, status, nullptr);
+}
+
+bool Service::cancelWaiting(bool& lost)
+{
+    int sock = 0;
+    msm->getStreamHandle(sock);
+    pollfd p = {sock, POLLIN, 0};
+    while (sock > 0 && poll(&p, 1, 0) > 0) {
+        DcMsg* msg = nullptr;
+        DICT_UID sopClass;
+        int status = msm->read(&sopClass, &msg, MSM_READ_BLOCKING, MSM_CONNECT_BLOCKING);
+        MSG_TYPE type = MSG_NONE;
+        if (msg != nullptr)
+            msg->getType(type);
+        delete msg;
+        if (status != MSM_READ_MESSAGE) {
+            lost = true;
+            return false;
+        }
+        if (type == MSG_C_CANCEL_RQ) {
+            cancelled = true;
+            break;
+        }
+        msm->getStreamHandle(sock);
+        p.fd = sock;
+    }
+    return cancelled;
+}
+
+void Service::find(DcCmd& rq, DcMsg& identifier, DICT_UID model)
+{
+    Query query;
+    unsigned short status = QR_SUCCESS;
+    std::string reason;
+    bool lost = false;
+    int matches = 0;
+    cancelled = false;
+    if (!parseQuery(*identifier.getElemList(), query, status, reason)) {
+        printf("[%d] C-FIND refused: %s\n", id, reason.c_str());
+    } else if (model == UID_STUDY_ROOT_Q_R_FIND && query.level == PATIENT) {
+        status = QR_BAD_IDENTIFIER;
+        printf("[%d] C-FIND refused: no patient level in the study root model\n", id);
+    } else {
+        bool ok = index.find(
+            query,
+            [&](const Row& row) {
+                if (cancelWaiting(lost) || lost)
+                    return false;
+                DcElemList* answerSet = new DcElemList;
+                answerSet->add(textElement(TAG_LEVEL, levelText(query.level)));
+                for (unsigned int tag : query.requested) {
+                    auto it = row.find(tag);
+                    std::string value = it != row.end() ? it->second : "";
+                    if (tag == TAG_RETRIEVE_AE)
+                        value = cfg.aeTitle;
+                    answerSet->add(textElement(tag, value));
+                }
+                DcCmdCFindRsp rsp;
+                rsp.parseRequest(&rq);
+                answer(rsp, model, QR_PENDING, answerSet);
+                matches++;
+                return true;
+            },
+            reason);
+        if (!ok) {
+            status = QR_UNABLE_TO_PROCESS;
+            printf("[%d] C-FIND failed: %s\n", id, reason.c_str());
+        } else if (cancelled) {
+            status = QR_CANCELED;
+        }
+    }
+    if (lost)
+        return;
+    DcCmdCFindRsp rsp;
+    rsp.parseRequest(&rq);
+    answer(rsp, model, status, nullptr);
+    printf("[%d] C-FIND at %s level: %d match%s, status 0x%04x\n", id, levelText(query.level), matches,
+           matches == 1 ? "" : "es", status);
+}
+
+void Service::answerRetrieve(DcCmd& rq, DICT_UID model, bool get, unsigned short status, const SubOpCounts* counts)
+{
+    DcCmdCGetRsp getRsp;
+    DcCmdCMoveRsp moveRsp;
+    DcCmd* rsp = &moveRsp;
+    if (get) {
+        getRsp.parseRequest(&rq);
+        rsp = &getRsp;
+    } else {
+        moveRsp.parseRequest(&rq);
+    }
+    DcElemList* failedList = nullptr;
+    if (counts != nullptr) {
+        if (status == QR_PENDING || status == QR_CANCELED)
+            rsp->add(new DcElem(T_0000_1020_numberOfRemainingSuboperations,
+                                static_cast<unsigned short>(counts->remaining)));
+        rsp->add(new DcElem(T_0000_1021_numberOfCompletedSuboperations, static_cast<unsigned short>(counts->completed)));
+        rsp->add(new DcElem(T_0000_1022_numberOfFailedSuboperations, static_cast<unsigned short>(counts->failed)));
+        rsp->add(new DcElem(T_0000_1023_numberOfWarningSuboperations, static_cast<unsigned short>(counts->warning)));
+        if (status != QR_PENDING && !counts->failedUids.empty()) {
+            std::string uids;
+            for (const std::string& uid : counts->failedUids)
+                uids += (uids.empty() ? "" : "\\") + uid;
+            failedList = new DcElemList;
+            failedList->add(textElement(TAG_FAILED_UIDS, uids));
+        }
+    }
+    answer(*rsp, model, status, failedList);
+}
+
+void Service::retrieve(DcCmd& rq, DcMsg& identifier, DICT_UID model, bool get)
+{
+    const char* what = get ? "C-GET" : "C-MOVE";
+    Query query;
+    unsigned short status = QR_SUCCESS;
+    std::string reason;
+    cancelled = false;
+    if (!parseQuery(*identifier.getElemList(), query, status, reason)) {
+        printf("[%d] %s refused: %s\n", id, what, reason.c_str());
+        answerRetrieve(rq, model, get, status, nullptr);
+        return;
+    }
+    Destination destination;
+    if (!get) {
+        std::string name = commandText(rq, T_0000_0600_moveDestination);
+        auto it = cfg.destinations.find(name);
+        if (it == cfg.destinations.end()) {
+            printf("[%d] C-MOVE refused: unknown destination '%s'\n", id, name.c_str());
+            answerRetrieve(rq, model, get, QR_UNKNOWN_DESTINATION, nullptr);
+            return;
+        }
+        destination = it->second;
+    }
+    std::vector<RetrieveItem> items;
+    if (!index.instances(query, items, reason)) {
+        printf("[%d] %s failed: %s\n", id, what, reason.c_str());
+        answerRetrieve(rq, model, get, QR_UNABLE_TO_PROCESS, nullptr);
+        return;
+    }
+    SubOpCounts counts;
+    std::vector<Outgoing> files = prepareOutgoing(cfg.root, items, counts);
+
+    DcMsm* out = msm;
+    DcMsm moveAssociation(cfg.aeTitle.c_str(), MSM_ROLE_SCU, destination.port);
+    std::vector<DcMsmSopXferSyn> contexts = contextsFor(files);
+    if (!get && !files.empty()) {
+        DcMsmScuInfo info;
+        snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "%s", destination.aeTitle.c_str());
+        info.sopXferList = contexts.data();
+        info.timeouts.readTimeout = static_cast<unsigned int>(cfg.timeout);
+        int result = moveAssociation.connect(destination.host.c_str(), info);
+        if (result != MSM_READ_ACCEPTED) {
+            moveAssociation.closeAssociation();
+            for (const Outgoing& file : files)
+                counts.failedUids.push_back(file.sopInstanceUid);
+            counts.failed += counts.remaining;
+            counts.remaining = 0;
+            printf("[%d] C-MOVE to %s at %s:%d: no association (0x%04x)\n", id, destination.aeTitle.c_str(),
+                   destination.host.c_str(), destination.port, result);
+            answerRetrieve(rq, model, get, QR_SUBOPS_IMPOSSIBLE, &counts);
+            return;
+        }
+        out = &moveAssociation;
+    }
+    DcMsmAssoInfo asso;
+    msm->getAssoInfo(asso);
+    unsigned short originatorId = 0;
+    rq.getValue(T_0000_0110_messageId, originatorId, ELEM_VAL_INDEX_KEEP);
+    SubOperations sender(*out, get ? "" : asso.callingAeTitle, originatorId);
+    bool lost = false;
+    if (get)
+        sender.onOther = [this](DcMsg& msg) {
+            MSG_TYPE type = MSG_NONE;
+            msg.getType(type);
+            cancelled |= type == MSG_C_CANCEL_RQ;
+        };
+    size_t next = 0;
+    bool usable = true;
+    for (; next < files.size() && usable; next++) {
+        if (cancelWaiting(lost) || lost)
+            break;
+        usable = sender.send(files[next], counts);
+        if (usable && next + 1 < files.size())
+            answerRetrieve(rq, model, get, QR_PENDING, &counts);
+    }
+    for (size_t rest = next; rest < files.size() && !cancelled; rest++) {
+        counts.failedUids.push_back(files[rest].sopInstanceUid);
+        counts.failed++;
+        counts.remaining--;
+    }
+    if (!get && !files.empty()) {
+        if (usable && !lost)
+            moveAssociation.releaseAssociation();
+        else
+            moveAssociation.abortAssociation();
+        moveAssociation.closeAssociation();
+    }
+    if (lost) {
+        printf("[%d] %s stopped: the caller has gone (%d sent)\n", id, what, counts.completed + counts.warning);
+        return;
+    }
+    if (cancelled) {
+        for (size_t rest = next; rest < files.size(); rest++)
+            counts.failedUids.push_back(files[rest].sopInstanceUid);
+        status = QR_CANCELED;
+    } else if (counts.failed > 0 || counts.warning > 0) {
+        status = counts.completed + counts.warning > 0 ? QR_SUBOPS_WARNING : QR_SUBOPS_IMPOSSIBLE;
+    }
+    answerRetrieve(rq, model, get, status, &counts);
+    printf("[%d] %s at %s level: %d completed, %d failed, %d warning, status 0x%04x\n", id, what,
+           levelText(query.level), counts.completed, counts.failed, counts.warning, status);
+}
+
+int Service::serve(int acceptedPipe)
+{
+    std::vector<DcMsmSopXferSyn> contexts = archiveContexts();
+    std::vector<char*> accepted;
+    for (const std::string& title : cfg.acceptCalling)
+        accepted.push_back(const_cast<char*>(title.c_str()));
+    accepted.push_back(nullptr);
+
+    DcMsm association(cfg.aeTitle.c_str(), MSM_ROLE_SCP, static_cast<int>(cfg.port));
+    msm = &association;
+    DcMsmScpInfo info;
+    info.acceptAeTitles = accepted.data();
+    info.sopXferList = contexts.data();
+    info.timeouts.readTimeout = static_cast<unsigned int>(cfg.timeout);
+    association.registerPixRecvCB(this, pixelCallback);
+    int status = association.connect(info);
+    char done = 1;
+    if (write(acceptedPipe, &done, 1) < 0 && status == 0)
+        status = errno;
+    close(acceptedPipe);
+    if (status != 0) {
+        printf("[%d] no association: accepting the connection failed (status 0x%04x)\n", id, status);
+        return 1;
+    }
+
+    DcCmd* pending = nullptr;
+    DICT_UID pendingModel = UID_NONE;
+    const char* ending = "connection closed";
+    bool open = true;
+    while (open) {
+        DcMsg* msg = nullptr;
+        DICT_UID sopClass = UID_NONE;
+        status = association.read(&sopClass, &msg, MSM_READ_BLOCKING, MSM_CONNECT_BLOCKING);
+        MSG_TYPE type = MSG_NONE;
+        if (msg != nullptr)
+            msg->getType(type);
+        switch (status) {
+        case MSM_READ_ASSO_RQ: {
+            DcMsmAssoInfo asso;
+            association.getAssoInfo(asso);
+            if (asso.callingAeTitle[0] == '\0') {
+                printf("[%d] association request refused: AE title not accepted\n", id);
+                open = false;
+                ending = nullptr;
+                break;
+            }
+            peer = std::string(asso.callingAeTitle) + " (" + asso.ipAddress + ")";
+            printf("[%d] association from %s\n", id, peer.c_str());
+            break;
+        }
+        case MSM_READ_MESSAGE:
+            if (type == MSG_C_STORE_RQ || type == MSG_C_FIND_RQ || type == MSG_C_MOVE_RQ || type == MSG_C_GET_RQ) {
+                delete pending;
+                pending = static_cast<DcCmd*>(msg);
+                pendingModel = sopClass;
+                msg = nullptr;
+            } else if (type == MSG_IOD && pending != nullptr) {
+                MSG_TYPE command = MSG_NONE;
+                pending->getType(command);
+                if (command == MSG_C_STORE_RQ)
+                    store(*pending, *msg);
+                else if (command == MSG_C_FIND_RQ)
+                    find(*pending, *msg, pendingModel);
+                else
+                    retrieve(*pending, *msg, pendingModel, command == MSG_C_GET_RQ);
+                delete pending;
+                pending = nullptr;
+            }
+            break;
+        case MSM_READ_RELEASE_RQ:
+            association.event13_writeRelRpPdu();
+            ending = "released";
+            open = false;
+            break;
+        case MSM_READ_ABORT:
+            ending = "aborted by the peer";
+            open = false;
+            break;
+        default:
+            ending = status == MSM_READ_TIMEOUT ? "timed out" : "connection lost";
+            open = false;
+            break;
+        }
+        delete msg;
+        fflush(stdout);
+    }
+    delete pending;
+    association.closeAssociation();
+    msm = nullptr;
+    if (ending != nullptr)
+        printf("[%d] association from %s %s: %d stored, %d failed\n", id, peer.c_str(), ending, stored,
+               failedStores);
+    return failedStores == 0 ? 0 : 1;
+}
+
+}

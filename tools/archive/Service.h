@@ -1,0 +1,60 @@
+#ifndef BRENIK3_ARCHIVE_SERVICE_H
+#define BRENIK3_ARCHIVE_SERVICE_H
+
+// One association with the archive, served in its own process: storage,
+// C-FIND, C-MOVE and C-GET in the patient root and study root models, and
+// verification.
+#include <string>
+#include <vector>
+
+#include <Brenik3.h>
+
+#include "archive/ArchiveIndex.h"
+#include "archive/Destinations.h"
+
+namespace b3archive {
+
+struct Settings {
+    std::string aeTitle = "B3-ARCHIVE";
+    std::string root = "archive";
+    long port = 0;
+    long timeout = 30;
+    std::vector<std::string> acceptCalling;
+    Destinations destinations;
+};
+
+class Service {
+public:
+    Service(const Settings& settings, ArchiveIndex& index, int number) : cfg(settings), index(index), id(number) {}
+    // Accepts the waiting caller (acceptedPipe gets a byte once it is taken)
+    // and serves it until release, abort or loss. The process's exit status.
+    int serve(int acceptedPipe);
+
+private:
+    const Settings& cfg;
+    ArchiveIndex& index;
+    int id;
+    DcMsm* msm = nullptr;
+    std::string peer;
+    int stored = 0;
+    int failedStores = 0;
+
+    static int pixelCallback(void* self, DcElemList& header, int& handle, DICT_UID xfer);
+    void store(DcCmd& rq, DcMsg& data);
+    void find(DcCmd& rq, DcMsg& identifier, DICT_UID model);
+    void retrieve(DcCmd& rq, DcMsg& identifier, DICT_UID model, bool get);
+    // Whether a C-CANCEL (or anything else) waits on the association; a
+    // cancel is read and noted, a lost connection noted too.
+    bool cancelWaiting(bool& lost);
+    // Sends a response made from its request, with its status and identifier.
+    void answer(DcCmd& rsp, DICT_UID model, unsigned short status, DcElemList* identifier);
+    void answerRetrieve(DcCmd& rq, DICT_UID model, bool get, unsigned short status, const struct SubOpCounts* counts);
+    bool cancelled = false;
+};
+
+// The presentation contexts the archive accepts.
+std::vector<DcMsmSopXferSyn> archiveContexts();
+
+}
+
+#endif

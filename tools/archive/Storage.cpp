@@ -1,0 +1,176 @@
+#include "archive/Storage.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <set>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+#include <Brenik3.h>
+
+namespace fs = std::filesystem;
+
+namespace b3archive {
+
+char partialPath[4096] = "";
+
+namespace {
+
+const char* const FILE_SUFFIX = ".dcm";
+const char* const PART_SUFFIX = ".part";
+
+// A UID as a file or folder name: digits and dots only.
+std::string safeName(const std::string& uid, const char* fallback)
+{
+    std::string name;
+    for (char c : uid)
+        name += (isdigit(static_cast<unsigned char>(c)) || c == '.') ? c : '_';
+    return name.empty() || name[0] == '.' ? fallback : name;
+}
+
+bool syncPath(const std::string& path, int flags)
+{
+    int fd = open(path.c_str(), flags);
+    if (fd < 0)
+        return false;
+    bool ok = fsync(fd) == 0;
+    close(fd);
+    return ok;
+}
+
+bool endsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}
+
+std::string indexPath(const std::string& root)
+{
+    return root + "/index.sqlite";
+}
+
+IndexedObject describe(DcElemList& list, const std::string& relativePath)
+{
+    IndexedObject object;
+    object.path = relativePath;
+    for (const Key& key : keys())
+        if (key.kind != KEY_COUNT)
+            object.values[key.tag] = valueOf(list, key.tag);
+    return object;
+}
+
+bool writeObjectFile(const std::string& root, DcDirMetaInfo& meta, DcElemList& list, std::string& relative,
+                     std::string& error)
+{
+    std::string study = safeName(valueOf(list, 0x0020000D), "unknown-study");
+    std::string name = safeName(valueOf(list, 0x00080018), "");
+    if (name.empty()) {
+        error = "no SOP instance UID";
+        return false;
+    }
+    std::string folder = root + "/" + study;
+    if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
+        error = folder + ": " + strerror(errno);
+        return false;
+    }
+    relative = study + "/" + name + FILE_SUFFIX;
+    std::string path = root + "/" + relative;
+    std::string part = folder + "/." + name + FILE_SUFFIX + PART_SUFFIX;
+    snprintf(partialPath, sizeof partialPath, "%s", part.c_str());
+    int status = dirWriteFile(part.c_str(), meta, list);
+    if (status != 0) {
+        char text[64];
+        snprintf(text, sizeof text, "writing failed (status 0x%04x)", status);
+        error = text;
+    } else if (!syncPath(part, O_RDONLY) || rename(part.c_str(), path.c_str()) != 0 ||
+               !syncPath(folder, O_RDONLY | O_DIRECTORY)) {
+        error = part + ": " + strerror(errno);
+    }
+    if (!error.empty())
+        unlink(part.c_str());
+    partialPath[0] = '\0';
+    return error.empty();
+}
+
+bool storeObject(const std::string& root, DcDirMetaInfo& meta, DcElemList& list, ArchiveIndex& index,
+                 std::string& path, std::string& error)
+{
+    std::string relative;
+    if (!writeObjectFile(root, meta, list, relative, error))
+        return false;
+    path = root + "/" + relative;
+    return index.add(describe(list, relative), error);
+}
+
+bool indexFile(const std::string& root, const std::string& relativePath, ArchiveIndex& index, std::string& error)
+{
+    DcDirMetaInfo meta;
+    DcElemList list;
+    int status = dirReadFileHeader((root + "/" + relativePath).c_str(), meta, list);
+    if (status != 0) {
+        char text[64];
+        snprintf(text, sizeof text, "unreadable (status 0x%04x)", status);
+        error = text;
+        return false;
+    }
+    IndexedObject object = describe(list, relativePath);
+    if (object.values[0x00080018].empty())
+        object.values[0x00080018] = meta.sopInstanceUid;
+    return index.add(object, error);
+}
+
+bool checkStore(const std::string& root, ArchiveIndex& index, bool rebuild, CheckResult& result, std::string& error)
+{
+    std::set<std::string> indexed;
+    if (rebuild) {
+        if (!index.clear(error))
+            return false;
+    } else {
+        std::vector<std::string> paths;
+        if (!index.allPaths(paths, error))
+            return false;
+        for (const std::string& path : paths) {
+            struct stat st;
+            if (stat((root + "/" + path).c_str(), &st) == 0) {
+                indexed.insert(path);
+                continue;
+            }
+            if (!index.removePath(path, error))
+                return false;
+            result.dropped++;
+        }
+    }
+    std::error_code ec;
+    std::vector<std::string> found;
+    for (auto it = fs::recursive_directory_iterator(root, ec); !ec && it != fs::recursive_directory_iterator();
+         it.increment(ec)) {
+        if (!it->is_regular_file(ec))
+            continue;
+        std::string name = it->path().filename().string();
+        std::string relative = fs::relative(it->path(), root, ec).string();
+        if (name[0] == '.' && endsWith(name, PART_SUFFIX)) {
+            if (unlink(it->path().c_str()) == 0)
+                result.removed++;
+        } else if (endsWith(name, FILE_SUFFIX) && name[0] != '.' && indexed.count(relative) == 0) {
+            found.push_back(relative);
+        }
+    }
+    if (ec) {
+        error = root + ": " + ec.message();
+        return false;
+    }
+    for (const std::string& relative : found) {
+        std::string why;
+        if (indexFile(root, relative, index, why))
+            result.added++;
+        else
+            result.unreadable++;
+    }
+    return true;
+}
+
+}
