@@ -134,6 +134,29 @@ void BM_Reset(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 
+// What every tool pays at start: reset, then the current dictionary on top.
+void BM_ResetAndLoadCurrent(benchmark::State& state)
+{
+    for (auto _ : state) {
+        Dict.reset();
+        Dict.loadCurrent();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+
+// Look-up of an attribute that only the current dictionary knows.
+void BM_GetVrDef_Current(benchmark::State& state)
+{
+    Dict.loadCurrent();
+    DICT_VR vr;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Dict.getVrDef(0x7FE00008u, vr));
+        benchmark::DoNotOptimize(vr);
+    }
+    state.SetItemsProcessed(state.iterations());
+    Dict.reset();
+}
+
 }
 
 BENCHMARK(BM_GetTagDef_Indexed)->Arg(0)->Arg(1);
@@ -145,5 +168,7 @@ BENCHMARK(BM_GetVm_Scan)->Arg(0)->Arg(1);
 BENCHMARK(BM_GetUidDef_Indexed)->Arg(0)->Arg(1);
 BENCHMARK(BM_GetUidDef_Scan)->Arg(0)->Arg(1);
 BENCHMARK(BM_Reset)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_ResetAndLoadCurrent)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_GetVrDef_Current);
 
 BENCHMARK_MAIN();

@@ -73,6 +73,7 @@ DcElem::DcElem(const DcElem& other)
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
       valueCapacity(other.valueCapacity), sharesValues(true)
 {
+    asRead = nullptr;
 }
 
 DcElem& DcElem::operator=(const DcElem& other)
@@ -96,12 +97,14 @@ DcElem& DcElem::operator=(const DcElem& other)
     isSq = other.isSq;
     valueCount = other.valueCount;
     valueCapacity = other.valueCapacity;
+    releaseAsRead();
     sharesValues = true;
     return *this;
 }
 
 DcElem::~DcElem()
 {
+    releaseAsRead();
     if (sharesValues)
         return;
     deleteAllValues();
@@ -161,6 +164,7 @@ void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_U
 {
     sharesValues = false;
     pushedTag = 0;
+    asRead = nullptr;
     rawBufList = new DcBufList;
     values = nullptr;
     valueCount = valueCapacity = 0;
@@ -214,7 +218,79 @@ DICT_VR DcElem::effectiveVr()
 
 void DcElem::setVr(DICT_VR newVr)
 {
+    if (newVr != vr)
+        dropAsRead();
     vr = newVr;
+}
+
+// ---- lossless mode ------------------------------------------------------------
+
+DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR_SQ)
+{
+    sharesValues = false;
+    pushedTag = 0;
+    asRead = nullptr;
+    rawBufList = new DcBufList;
+    values = nullptr;
+    valueCount = valueCapacity = 0;
+    valueIndex = 0;
+    setTag(newTag);
+    vm = 0;
+    vr = newVr;
+    vrSize = newVr == VR_SQ ? VR_SIZE_NONE : VR_SIZE_BYTE;
+    vrLen = 0;
+    if (!elemcodec::isRawVr(newVr) && newVr != VR_SQ) {
+        int length = 0;
+        Dict.getVrSize(newVr, vrSize);
+        Dict.getVrLen(newVr, length);
+        vrLen = newVr == VR_AT ? 2 : static_cast<unsigned int>(length);
+    }
+}
+
+DcElem* DcElem::makeAsRead(unsigned int newTag, DICT_VR newVr, unsigned char* buf, unsigned int len, DICT_UID xfer)
+{
+    DcElem* elem = new DcElem(AsReadTag{}, newTag, newVr);
+    if (len > 0) {
+        if (elemcodec::isRawVr(newVr))
+            elem->addValue(buf, len, xfer);
+        else
+            elem->parseVal(buf, len, xfer);
+    }
+    return elem;
+}
+
+void DcElem::keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined)
+{
+    releaseAsRead();
+    unsigned char* bytes = nullptr;
+    if (!elemcodec::isRawVr(vr) && vr != VR_SQ && len > 0) {
+        bytes = static_cast<unsigned char*>(malloc(len));
+        if (bytes == nullptr)
+            return;
+        memcpy(bytes, buf, len);
+    }
+    asRead = new AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined};
+}
+
+void DcElem::dropAsRead()
+{
+    if (asRead == nullptr || !asRead->unchanged)
+        return;
+    if (isSq || tag == elemcodec::TAG_ITEM) {
+        // Sequences and items keep their length form through changes.
+        asRead->unchanged = false;
+        return;
+    }
+    releaseAsRead();
+}
+
+void DcElem::releaseAsRead()
+{
+    if (asRead == nullptr)
+        return;
+    free(asRead->bytes);
+    delete asRead;
+    asRead = nullptr;
 }
 
 void DcElem::setGroupLength(unsigned int length)
@@ -278,6 +354,7 @@ int DcElem::getVr(DICT_VR& value)
 // multiplicity allows works as a ring: the oldest value makes room.
 void** DcElem::newSlot()
 {
+    dropAsRead();
     ownValues();
     int limit = vm;
     int tagConst;
@@ -325,6 +402,7 @@ int DcElem::storeString(const char* value)
 
 void DcElem::deleteAllValues()
 {
+    dropAsRead();
     ownValues();
     if (values == nullptr)
         return;

@@ -114,7 +114,7 @@ public:
     int getValue(DcElemValuePN& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(DcElemValueTM& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(DICT_UID& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
-    // buf must hold len + 1 bytes.
+    // buf must hold len + 1 bytes. UC and UR give their whole text.
     int getValue(char* buf, int len, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(short& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(unsigned short& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
@@ -122,7 +122,13 @@ public:
     int getValue(unsigned int& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(float& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
     int getValue(double& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
-    // The raw buffer at the value index (OB, OW, UN, OX), as a non-owning copy.
+    // The newer binary VRs are read number by number from their bytes as
+    // read: OD and OF as double (OF also as float), OL as unsigned int, SV
+    // and OV as long long, UV and OV as unsigned long long. Their values are
+    // not counted by getValueCount.
+    int getValue(long long& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    int getValue(unsigned long long& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
+    // The raw buffer at the value index (OB, OW, UN, OX and the newer VRs), as a non-owning copy.
     int getValue(DcBuf& value, ELEM_VAL_INDEX index = ELEM_VAL_INDEX_INCREMENT);
 
     void deleteAllValues();
@@ -136,6 +142,13 @@ public:
     int getTag(int& tagConst);
     int getVr(DICT_VR& vr);
     DcBufList* getBufList() { return ownBufList(); }
+
+    // True for an element read by a data set in lossless mode (see
+    // DcElemList::setLossless) and not changed since: frame then writes the
+    // value bytes exactly as they were read, with the VR and the length form
+    // (defined or undefined) they came with. Adding, deleting or parsing
+    // values clears it for good.
+    bool isUnchanged() const { return asRead != nullptr && asRead->unchanged; }
 
     // Encoding (frame, getBufSize) and decoding (parseVal) of the element.
     virtual int parseVal(void* buf, unsigned int len, DICT_UID xfer);
@@ -151,6 +164,7 @@ public:
 
 protected:
     friend class DcElemList;
+    friend class DcElemSq;
 
     void setTag(unsigned int newTag);
     void setTag(unsigned short newGroup, unsigned short newElement);
@@ -188,7 +202,38 @@ protected:
     DICT_VR_SIZE vrSize;
     int isSq;
 
+    // Lossless mode only: the value bytes as read (text and binary VRs; raw
+    // VRs keep theirs in rawBufList), their syntax, and the length form.
+    struct AsRead {
+        unsigned char* bytes;
+        unsigned int len;
+        DICT_UID xfer;
+        bool unchanged;
+        bool undefinedLength;
+    };
+    AsRead* asRead;  // null for elements not read in lossless mode
+
+    // Read with an undefined length (a sequence or item, or an unchanged
+    // raw value), to be written the same way.
+    bool hasUndefinedLength() const { return asRead != nullptr && asRead->undefinedLength; }
+
+    // Remembers the value bytes as read and marks the element unchanged.
+    void keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined);
+    void dropAsRead();
+    void releaseAsRead();
+    // An element of any tag, known to the dictionary or not, holding the value
+    // bytes as read with the given VR (the newer VRs and UN as raw buffers).
+    static DcElem* makeAsRead(unsigned int tag, DICT_VR vr, unsigned char* buf, unsigned int len, DICT_UID xfer);
+
+    // An element of any tag with the given VR, the dictionary left out.
+    struct AsReadTag {};
+    DcElem(AsReadTag, unsigned int tag, DICT_VR vr);
+
 private:
+    int frameAsRead(unsigned char* buf, unsigned int& len, bool big);
+    int getNewerText(char* buf, unsigned int len);
+    int newerNumber(unsigned char* out, unsigned int unit, ELEM_VAL_INDEX index);
+
     int valueCount;
     int valueCapacity;
     // Set in copies: values and raw buffers are those of the original.

@@ -516,6 +516,7 @@ int DcElem::addValue(DcBuf* value)
         logReport(LOG_CHANNEL_1, addValueName, "Only Pixel Data (7fe0,0010) accepts disk based raw buffers");
         return ELEM_ERR_BAD_VALUE;
     }
+    dropAsRead();
     DcBuf* entry = new DcBuf;
     entry->move(value);
     ownBufList()->add(entry);
@@ -535,6 +536,7 @@ int DcElem::addValue(void* buf, unsigned int len, DICT_UID xfer)
     if (block == nullptr)
         return ELEM_ERR_BAD_VALUE;
     memcpy(block, buf, len);
+    dropAsRead();
     ownBufList()->add(new DcBuf(block, len, xfer));
     return 0;
 }
@@ -557,6 +559,7 @@ int DcElem::addValue(int fileHandle, int offset, unsigned int length, DICT_UID x
                       fileHandle);
         return ELEM_ERR_BAD_VALUE;
     }
+    dropAsRead();
     ownBufList()->add(new DcBuf(handle, offset, length, xfer));
     return 0;
 }

@@ -7,12 +7,13 @@ namespace elemcodec {
 namespace {
 const char* const vrNames[] = {"AE", "AS", "AT", "CS", "DA", "DS", "DT", "FL", "FD", "IS", "LO",
                                "LT", "OB", "OW", "PN", "SH", "SL", "SQ", "SS", "ST", "TM", "UI",
-                               "UL", "UN", "US", "UT", "RT", "IM", "EX", "SI", "OX", "XL", "XS"};
+                               "UL", "UN", "US", "UT", "RT", "IM", "EX", "SI", "OX", "XL", "XS", "??",
+                               "OD", "OF", "OL", "OV", "SV", "UV", "UC", "UR"};
 }
 
 const char* vrName(DICT_VR vr)
 {
-    return vr >= VR_AE && vr < VR_UNKNOWN ? vrNames[vr] : "??";
+    return vr >= VR_AE && vr <= VR_UR ? vrNames[vr] : "??";
 }
 
 const char* wireName(DICT_VR vr)
@@ -23,6 +24,25 @@ const char* wireName(DICT_VR vr)
     case VR_XS: return "US";
     default: return vrName(vr);
     }
+}
+
+namespace {
+thread_local int parsingMode = -1;
+}
+
+int losslessParsing()
+{
+    return parsingMode;
+}
+
+LosslessParseScope::LosslessParseScope(bool on) : saved(parsingMode)
+{
+    parsingMode = on ? 1 : 0;
+}
+
+LosslessParseScope::~LosslessParseScope()
+{
+    parsingMode = saved;
 }
 
 bool bigEndian(DICT_UID xfer, bool& big)

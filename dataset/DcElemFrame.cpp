@@ -32,6 +32,16 @@ void copyValue(unsigned char* out, const unsigned char* in, unsigned int size, D
             out[at + i] = in[at + swapUnit - 1 - i];
 }
 
+// Copies len bytes reversing each whole unit; a trailing part unit is copied as is.
+void swapUnits(unsigned char* out, const unsigned char* in, unsigned int len, unsigned int unit)
+{
+    unsigned int whole = len - len % unit;
+    for (unsigned int at = 0; at < whole; at += unit)
+        for (unsigned int i = 0; i < unit; ++i)
+            out[at + i] = in[at + unit - 1 - i];
+    memcpy(out + whole, in + whole, len - whole);
+}
+
 // Makes room for needed more bytes in a memory buffer, moving its contents
 // into a larger block when they do not fit.
 bool ensureRoom(DcBuf* target, unsigned int needed)
@@ -155,8 +165,20 @@ int DcElem::frameValueOX(unsigned char* buf, unsigned int& len, DICT_UID xfer)
     }
     if (!memory)
         return 0;
+    // The newer VRs hold numbers: they change byte order with the syntax.
+    unsigned int unit = newerVrSwapUnit(effectiveVr());
+    bool big = false;
+    if (unit > 1 && !bigEndian(xfer, big))
+        return ELEM_ERR_XFER_SYNTAX;
     for (DcBuf* entry = rawBufList->first(); entry != nullptr; entry = entry->next()) {
-        memcpy(buf + len, entry->getBuf(), entry->getLen());
+        bool entryBig = big;
+        if (unit > 1)
+            bigEndian(entry->getXferSyn(), entryBig);
+        const unsigned char* in = static_cast<const unsigned char*>(entry->getBuf());
+        if (entryBig == big)
+            memcpy(buf + len, in, entry->getLen());
+        else
+            swapUnits(buf + len, in, entry->getLen(), unit);
         len += entry->getLen();
     }
     if (tag == TAG_PIXEL_DATA && isCompressed(xfer)) {
@@ -180,7 +202,7 @@ int DcElem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
                   element);
         return ELEM_ERR_BAD_VR;
     }
-    if (v == VR_RT || v == VR_EX || v == VR_IM || v >= VR_UNKNOWN) {
+    if (v == VR_RT || v == VR_EX || v == VR_IM || (v >= VR_UNKNOWN && !isNewerVr(v))) {
         logReport(LOG_CHANNEL_1, "DcElem::frame", "Element (%04x,%04x) - Invalid VR '%s'", group, element, vrName(v));
         return ELEM_ERR_BAD_VR;
     }
@@ -201,7 +223,10 @@ int DcElem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
 
     unsigned int valueLen = 0;
     unsigned int fieldValue = 0;
-    if (isRawVr(v)) {
+    if (isUnchanged() && asRead->bytes != nullptr) {
+        frameAsRead(buf + n, valueLen, big);
+        fieldValue = valueLen;
+    } else if (isRawVr(v)) {
         if (frameValueOX(buf + n, valueLen, xfer) == 0) {
             bool memory = rawBufList->first() != nullptr && rawBufList->first()->getType() == BUF_MEMORY;
             if (memory && tag == TAG_PIXEL_DATA && isCompressed(xfer)) {
@@ -216,8 +241,32 @@ int DcElem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
         fieldValue = valueLen;
     }
     n += valueLen;
+    if (isUnchanged() && asRead->undefinedLength && tag != TAG_PIXEL_DATA) {
+        // Read with an undefined length: written back the same way.
+        fieldValue = UNDEFINED_LENGTH;
+        byteorder::putTag(buf + n, TAG_SEQUENCE_DELIMITATION, big);
+        byteorder::put32(buf + n + 4, 0, big);
+        n += 8;
+    }
     len = n;
     return frameValueLen(lengthField, k, xfer, v, fieldValue);
+}
+
+// The value bytes as read; binary values change byte order with the syntax.
+int DcElem::frameAsRead(unsigned char* buf, unsigned int& len, bool big)
+{
+    bool readBig = big;
+    bigEndian(asRead->xfer, readBig);
+    if (group == 0)
+        readBig = big = false;
+    unsigned int unit = vrSize == VR_SIZE_WORD ? 2 : vrSize == VR_SIZE_DOUBLE ? 8 :
+                        vrSize == VR_SIZE_LONG || vrSize == VR_SIZE_FLOAT ? 4 : 1;
+    if (readBig == big || unit == 1)
+        memcpy(buf, asRead->bytes, asRead->len);
+    else
+        swapUnits(buf, asRead->bytes, asRead->len, unit);
+    len = asRead->len;
+    return 0;
 }
 
 int DcElem::frame(DcBufList* list, unsigned int& len, DICT_UID xfer)
@@ -296,6 +345,12 @@ int DcElem::framePixelData(DcBufList* list, DcBuf* target, unsigned int& len, DI
 int DcElem::getBufSize(unsigned int& size, int*)
 {
     size = 12;
+    if (isUnchanged() && asRead->undefinedLength)
+        size += 8;
+    if (isUnchanged() && asRead->bytes != nullptr) {
+        size += asRead->len;
+        return 0;
+    }
     DICT_VR v = effectiveVr();
     if (isRawVr(v)) {
         for (DcBuf* entry = rawBufList->first(); entry != nullptr; entry = entry->next())

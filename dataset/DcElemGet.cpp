@@ -113,12 +113,14 @@ int DcElem::getValue(char* buf, int len, ELEM_VAL_INDEX index)
         return ELEM_ERR_NULL_ARG;
     }
     buf[0] = '\0';
+    if (len < 0)
+        len = 0;
+    if (vr == VR_UC || vr == VR_UR)
+        return getNewerText(buf, static_cast<unsigned int>(len));
     int status;
     void* value = valueAtIndex(status);
     if (value == nullptr)
         return status;
-    if (len < 0)
-        len = 0;
     DICT_VR v = effectiveVr();
     if (elemcodec::isTextVr(v)) {
         const char* text = static_cast<const char*>(value);
@@ -203,16 +205,41 @@ int DcElem::getValue(int& value, ELEM_VAL_INDEX index)
 
 int DcElem::getValue(unsigned int& value, ELEM_VAL_INDEX index)
 {
+    if (vr == VR_OL) {
+        unsigned char bytes[4];
+        int status = newerNumber(bytes, 4, index);
+        if (status == 0)
+            memcpy(&value, bytes, 4);
+        return status;
+    }
     return readConverted(value, index, "unsigned long", isIntegerVr, toInteger<unsigned int>);
 }
 
 int DcElem::getValue(float& value, ELEM_VAL_INDEX index)
 {
+    if (vr == VR_OF) {
+        unsigned char bytes[4];
+        int status = newerNumber(bytes, 4, index);
+        if (status == 0)
+            memcpy(&value, bytes, 4);
+        return status;
+    }
     return readConverted(value, index, "float", isFloatVr, toReal<float>);
 }
 
 int DcElem::getValue(double& value, ELEM_VAL_INDEX index)
 {
+    if (vr == VR_OD || vr == VR_OF) {
+        unsigned char bytes[8];
+        int status = newerNumber(bytes, vr == VR_OD ? 8 : 4, index);
+        float single;
+        memcpy(&single, bytes, 4);
+        if (status == 0)
+            memcpy(&value, bytes, 8);
+        if (status == 0 && vr == VR_OF)
+            value = single;
+        return status;
+    }
     return readConverted(value, index, "double", isDoubleVr, toReal<double>);
 }
 
@@ -275,4 +302,74 @@ int DcElem::getValue(DcBuf& value, ELEM_VAL_INDEX index)
     value = *entry;
     advance(index);
     return 0;
+}
+
+// UC and UR hold their bytes as read: the text is those bytes, without the
+// pad spaces at either end.
+int DcElem::getNewerText(char* buf, unsigned int len)
+{
+    unsigned int at = 0;
+    bool truncated = false;
+    for (DcBuf* entry = rawBufList->first(); entry != nullptr; entry = entry->next()) {
+        if (entry->getType() != BUF_MEMORY)
+            continue;
+        unsigned int n = entry->getLen() < len - at ? entry->getLen() : len - at;
+        truncated |= n < entry->getLen();
+        memcpy(buf + at, entry->getBuf(), n);
+        at += n;
+    }
+    buf[at] = '\0';
+    utilRemoveSpace(buf, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+    if (truncated) {
+        logReport(LOG_CHANNEL_1, getValueName, "Element (%04x,%04x) buffer too short, value truncated", group, element);
+        return ELEM_ERR_BUF_TOO_SHORT;
+    }
+    return at == 0 ? ELEM_ERR_NO_VALUE : 0;
+}
+
+int DcElem::getValue(long long& value, ELEM_VAL_INDEX index)
+{
+    if (vr != VR_SV && vr != VR_OV)
+        return refuseRead("64-bit signed");
+    unsigned char bytes[8];
+    int status = newerNumber(bytes, 8, index);
+    if (status == 0)
+        memcpy(&value, bytes, 8);
+    return status;
+}
+
+int DcElem::getValue(unsigned long long& value, ELEM_VAL_INDEX index)
+{
+    if (vr != VR_UV && vr != VR_OV)
+        return refuseRead("64-bit unsigned");
+    unsigned char bytes[8];
+    int status = newerNumber(bytes, 8, index);
+    if (status == 0)
+        memcpy(&value, bytes, 8);
+    return status;
+}
+
+// The number at the value index of a newer binary VR, taken from the bytes
+// as read and put in this machine's (little endian) order.
+int DcElem::newerNumber(unsigned char* out, unsigned int unit, ELEM_VAL_INDEX index)
+{
+    unsigned long long wanted = static_cast<unsigned long long>(valueIndex) * unit;
+    unsigned long long at = 0;
+    for (DcBuf* entry = rawBufList->first(); entry != nullptr; entry = entry->next()) {
+        if (entry->getType() != BUF_MEMORY || entry->getBuf() == nullptr) {
+            at += entry->getLen();
+            continue;
+        }
+        if (wanted >= at && wanted + unit <= at + entry->getLen()) {
+            const unsigned char* in = static_cast<const unsigned char*>(entry->getBuf()) + (wanted - at);
+            bool big = false;
+            elemcodec::bigEndian(entry->getXferSyn(), big);
+            for (unsigned int i = 0; i < unit; ++i)
+                out[i] = big ? in[unit - 1 - i] : in[i];
+            advance(index);
+            return 0;
+        }
+        at += entry->getLen();
+    }
+    return rawBufList->first() == nullptr ? ELEM_ERR_NO_VALUE : ELEM_ERR_INDEX_PAST_END;
 }

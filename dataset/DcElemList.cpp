@@ -3,18 +3,36 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "dataset/DcElemCodec.h"
 #include "dataset/DcElemSq.h"
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "internal/Tag.h"
 
-DcElemList::DcElemList(void* buf, unsigned int len, DICT_UID xfer) : DcList(compFunc), bufList(new DcBufList)
+DcElemList::DcElemList(void* buf, unsigned int len, DICT_UID xfer)
+    : DcList(compFunc), bufList(new DcBufList), lossless(false)
 {
+    int parsing = elemcodec::losslessParsing();
+    lossless = parsing < 0 ? losslessDefault() : parsing == 1;
     if (buf != nullptr)
         parse(buf, len, xfer);
 }
 
-DcElemList::DcElemList(const DcElemList& other) : DcList(other), bufList(other.bufList) {}
+namespace {
+bool losslessByDefault = false;
+}
+
+void DcElemList::setLosslessDefault(bool on)
+{
+    losslessByDefault = on;
+}
+
+bool DcElemList::losslessDefault()
+{
+    return losslessByDefault;
+}
+
+DcElemList::DcElemList(const DcElemList& other) : DcList(other), bufList(other.bufList), lossless(other.lossless) {}
 
 DcElemList& DcElemList::operator=(const DcElemList& other)
 {
@@ -24,6 +42,7 @@ DcElemList& DcElemList::operator=(const DcElemList& other)
         delete bufList;
     DcList::operator=(other);
     bufList = other.bufList;
+    lossless = other.lossless;
     return *this;
 }
 

@@ -158,13 +158,33 @@ public:
     int resetValueCount();
     void printNodeList(FILE* stream, PRINT_NODE mode = PRINT_NODE_FLAT);
 
+    // Lossless mode (off by default). When on, parsing drops nothing:
+    // elements of unknown tags are kept (as UN in the implicit syntax, with
+    // their own VR in the explicit ones), retired ones and those of the newer
+    // VRs too, without the "Ignored ..." reports; and every element keeps the
+    // bytes it was read from, so that frame writes an element the caller has
+    // not changed byte for byte as it was read (legacy text such as a DA of
+    // "1997.04.24" or an IS of "1A", trailing pads, undefined lengths of
+    // sequences and items, and the OB/OW choice of Pixel Data). Values are
+    // still decoded as usual for getValue. Sequence items parsed by a
+    // lossless set are lossless too. The mode affects later parses only.
+    void setLossless(bool on) { lossless = on; }
+    bool isLossless() const { return lossless; }
+    // The mode every data set constructed from now on starts with (off until
+    // changed); the command-line tools switch it on.
+    static void setLosslessDefault(bool on);
+    static bool losslessDefault();
+
 protected:
     DcBufList* bufList;
+    bool lossless;
 
     int readHdr(unsigned char* buf, unsigned int len, DICT_UID xfer, DcElemHdr& hdr, unsigned int& hdrLen);
     int parseVr(unsigned char* buf, unsigned int len, DICT_UID xfer, DcElemHdr& hdr);
     int parseValLen(unsigned char* buf, unsigned int len, DICT_UID xfer, DcElemHdr& hdr, unsigned int& extra);
     int parseElem(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned int& used);
+    void keepElem(DcElemHdr& hdr, bool known, unsigned char* value, unsigned char* lengthField,
+                  unsigned int fieldLen, DICT_UID xfer);
 
 private:
     DcElem* find(unsigned int tag);

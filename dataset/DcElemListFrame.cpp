@@ -28,6 +28,9 @@ void DcElemList::setPixelDataVr(DICT_UID xfer)
     DcElem* pixelData = find(TAG_PIXEL_DATA);
     if (pixelData == nullptr || xfer == UID_LITTLE_ENDIAN_IMPLICIT)
         return;
+    // Read in lossless mode as OB or OW and unchanged: that VR stays.
+    if (pixelData->isUnchanged() && (pixelData->vr == VR_OB || pixelData->vr == VR_OW))
+        return;
     unsigned short bitsAllocated = 0;
     DcElem* bits = find(0x00280100);
     if (bits != nullptr)

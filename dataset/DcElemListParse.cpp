@@ -47,6 +47,7 @@ int DcElemList::parse(void* buf, unsigned int& len, DICT_UID xfer)
     unsigned char* p = static_cast<unsigned char*>(buf);
     unsigned int remaining = len;
     int status = 0;
+    LosslessParseScope scope(lossless);
     while (remaining > 0) {
         unsigned int used = 0;
         status = parseElem(p, remaining, xfer, used);
@@ -119,7 +120,8 @@ int DcElemList::parseVr(unsigned char* buf, unsigned int len, DICT_UID xfer, DcE
             return ELEM_ERR_BAD_VALUE;
         char letters[3] = {static_cast<char>(buf[0]), static_cast<char>(buf[1]), '\0'};
         if (isLongUnknownVr(buf)) {
-            hdr.vr = VR_UNKNOWN;
+            // Known once the current dictionary is loaded, and in lossless mode.
+            hdr.vr = lossless || Dict.isCurrentLoaded() ? newerVrOf(buf) : VR_UNKNOWN;
             hdr.vrFieldLen = 4;
             return 0;
         }
@@ -193,8 +195,11 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int len, DICT_UID xfer, u
 
     int tagConst;
     bool known = Dict.getTagDef(hdr.group, hdr.element, tagConst) == 0;
-    bool skip = false;
-    if (hdr.group == 0xFFFE) {
+    unsigned char* value = buf + hdrLen;
+    if (lossless)
+        keepElem(hdr, known, value, buf + hdrLen - fieldLen, fieldLen, xfer);
+    bool skip = lossless;
+    if (skip || hdr.group == 0xFFFE) {
         skip = true;
     } else if (!known && isExplicit(xfer) && hdr.vr != VR_UNKNOWN) {
         Dict.add(hdr.group, hdr.element, hdr.vr, 0, nullptr, nullptr);
@@ -212,7 +217,6 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int len, DICT_UID xfer, u
         skip = true;
     }
 
-    unsigned char* value = buf + hdrLen;
     if (!skip) {
         DcElem* elem;
         if (hdr.vr == VR_SQ)
@@ -227,4 +231,39 @@ int DcElemList::parseElem(unsigned char* buf, unsigned int len, DICT_UID xfer, u
     if (len - used >= 8 && isSequenceDelimiter(buf + used, big))
         used += 8;
     return 0;
+}
+
+// Lossless mode: every element is kept with the bytes it was read from.
+// Elements of tags unknown to the dictionary keep the VR they came with, UN
+// in the implicit syntax (private creators: LO).
+void DcElemList::keepElem(DcElemHdr& hdr, bool known, unsigned char* value, unsigned char* lengthField,
+                          unsigned int fieldLen, DICT_UID xfer)
+{
+    bool big = false;
+    bigEndian(xfer, big);
+    bool undefined = fieldLen == 4 && byteorder::get32(lengthField, big) == UNDEFINED_LENGTH;
+    unsigned int tag = (static_cast<unsigned int>(hdr.group) << 16) | hdr.element;
+    DICT_VR vr = hdr.vr;
+    if (hdr.group == 0xFFFE)
+        return;
+    // A private creator is LO whatever block it reserves.
+    if (!known && vr == VR_UNKNOWN && (hdr.group & 1) && hdr.element >= 0x0010 && hdr.element <= 0x00FF)
+        vr = VR_LO;
+    // Elements of unknown tags keep their VR themselves, without entering the
+    // dictionary, so that what one file says about a private tag does not
+    // change how the next one is read.
+    DcElem* elem;
+    if (known && vr == VR_SQ) {
+        elem = new DcElemSq(hdr.group, hdr.element, value, hdr.valueLen, xfer, vr);
+    } else if (vr == VR_SQ) {
+        elem = new DcElemSq(DcElem::AsReadTag{}, tag, value, hdr.valueLen, xfer);
+    } else if (known && vr != VR_UNKNOWN && vr != VR_RT && !isNewerVr(vr)) {
+        elem = new DcElem(hdr.group, hdr.element, value, hdr.valueLen, xfer, vr, 0);
+    } else {
+        if (vr == VR_UNKNOWN || vr == VR_RT)
+            vr = VR_UN;
+        elem = DcElem::makeAsRead(tag, vr, value, hdr.valueLen, xfer);
+    }
+    elem->keepAsRead(value, hdr.valueLen, xfer, undefined);
+    add(elem);
 }

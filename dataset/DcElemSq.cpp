@@ -42,6 +42,12 @@ DcElemSq::DcElemSq(unsigned short g, unsigned short e, void* buf, unsigned int l
     parseVal(buf, len, xfer);
 }
 
+DcElemSq::DcElemSq(AsReadTag, unsigned int tag, void* buf, unsigned int len, DICT_UID xfer)
+    : DcList(nullptr), DcElem(AsReadTag{}, tag, VR_SQ)
+{
+    parseVal(buf, len, xfer);
+}
+
 DcElemSq::~DcElemSq()
 {
     destroyAllNodes();
@@ -126,7 +132,10 @@ int DcElemSq::parseVal(void* buf, unsigned int len, DICT_UID xfer)
                       static_cast<int>(itemLen), itemLen, static_cast<int>(len - pos - 8), len - pos - 8);
             return ELEM_ERR_BAD_VALUE;
         }
-        appendItem(new DcElemSqItem(p + pos + 8, itemLen, xfer, VR_IM));
+        DcElemSqItem* item = new DcElemSqItem(p + pos + 8, itemLen, xfer, VR_IM);
+        if (losslessParsing() == 1)
+            item->keepAsRead(nullptr, 0, xfer, byteorder::get32(p + pos + 4, big) == UNDEFINED_LENGTH);
+        appendItem(item);
         pos += 8 + itemLen;
         if (len - pos >= 8 && byteorder::getTag(p + pos, big) == TAG_ITEM_DELIMITATION &&
             byteorder::get32(p + pos + 4, big) == 0)
@@ -167,7 +176,14 @@ int DcElemSq::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
             return status;
         }
     }
-    byteorder::put32(lengthField, n - header, big);
+    if (hasUndefinedLength()) {
+        // Read with an undefined length in lossless mode: written the same way.
+        byteorder::putTag(buf + n, TAG_SEQUENCE_DELIMITATION, big);
+        byteorder::put32(buf + n + 4, 0, big);
+        n += 8;
+    } else {
+        byteorder::put32(lengthField, n - header, big);
+    }
     len = n;
     return 0;
 }
@@ -179,7 +195,7 @@ int DcElemSq::frame(DcBufList* list, unsigned int& len, DICT_UID xfer)
 
 int DcElemSq::getBufSize(unsigned int& size, int*)
 {
-    size = 20;
+    size = hasUndefinedLength() ? 28 : 20;
     for (DcElemSqItem* item = first(); item != nullptr; item = item->next()) {
         unsigned int itemSize = 0;
         item->getBufSize(itemSize, nullptr);

@@ -39,6 +39,9 @@ public:
     void printNodeList(FILE* stream) override;
 
 private:
+    friend class DcElemList;
+    // A sequence of a tag the dictionary does not know, read in lossless mode.
+    DcElemSq(AsReadTag, unsigned int tag, void* buf, unsigned int len, DICT_UID xfer);
     void appendItem(DcElemSqItem* item);
 };
 

@@ -122,8 +122,15 @@ int DcElemSqItem::frame(unsigned char* buf, unsigned int& len, DICT_UID xfer)
     byteorder::put32(buf + 4, UNDEFINED_LENGTH, big);
     unsigned int written = 0;
     int status = elemList->frame(buf + 8, written, xfer);
-    byteorder::put32(buf + 4, written, big);
     len = 8 + written;
+    if (hasUndefinedLength()) {
+        // Read with an undefined length in lossless mode: written the same way.
+        byteorder::putTag(buf + len, TAG_ITEM_DELIMITATION, big);
+        byteorder::put32(buf + len + 4, 0, big);
+        len += 8;
+    } else {
+        byteorder::put32(buf + 4, written, big);
+    }
     return status;
 }
 
@@ -135,7 +142,7 @@ int DcElemSqItem::frame(DcBufList* list, unsigned int& len, DICT_UID xfer)
 int DcElemSqItem::getBufSize(unsigned int& size, int*)
 {
     elemList->getBufSize(size);
-    size += 16;
+    size += hasUndefinedLength() ? 24 : 16;
     return 0;
 }
 

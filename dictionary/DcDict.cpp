@@ -1,5 +1,6 @@
 #include "dictionary/DcDict.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -30,9 +31,18 @@ const DICT_VR_SIZE vrSwapUnit[] = {
     VR_SIZE_WORD,  VR_SIZE_BYTE,  VR_SIZE_NONE,  VR_SIZE_NONE, VR_SIZE_NONE, VR_SIZE_NONE,   // US UT RT IM EX SI
     VR_SIZE_WORD,  VR_SIZE_LONG,  VR_SIZE_WORD,                                              // OX XL XS
 };
+// The newer VRs, VR_OD to VR_UR, once the current dictionary is loaded.
+const VrProperties newerVrProperties[] = {
+    {0, VR_SIZE_DOUBLE}, {0, VR_SIZE_FLOAT}, {0, VR_SIZE_LONG}, {0, VR_SIZE_VLONG},
+    {8, VR_SIZE_VLONG},  {8, VR_SIZE_VLONG}, {0, VR_SIZE_BYTE}, {0, VR_SIZE_BYTE},
+};
+const DcDictVrDef newerVrs[] = {
+    {VR_OD, "OD"}, {VR_OF, "OF"}, {VR_OL, "OL"}, {VR_OV, "OV"},
+    {VR_SV, "SV"}, {VR_UV, "UV"}, {VR_UC, "UC"}, {VR_UR, "UR"},
+};
 
 // Answers getVrLen and getVrSize: 0 with the properties, or the failure.
-int vrLookup(DICT_VR vr, VrProperties& out, const char* function)
+int vrLookup(DICT_VR vr, VrProperties& out, const char* function, bool newerKnown)
 {
     out = {0, VR_SIZE_NONE};
     if (vr == VR_RT) {
@@ -40,6 +50,10 @@ int vrLookup(DICT_VR vr, VrProperties& out, const char* function)
         return DICT_ERR_NOT_FOUND;
     }
     int value = static_cast<int>(vr);
+    if (newerKnown && value >= VR_OD && value <= VR_UR) {
+        out = newerVrProperties[value - VR_OD];
+        return 0;
+    }
     if (value < VR_AE || value > VR_XS || vr == VR_IM || vr == VR_EX) {
         logReport(LOG_CHANNEL_0, function, "Enum constant VR %d (0x%x) is not in dictionary", vr, vr);
         return DICT_ERR_NOT_FOUND;
@@ -67,7 +81,7 @@ unsigned int dictNormalizeTag(unsigned int tag)
     return dictPrivateNormalForm(tag);
 }
 
-DcDict::DcDict() : uidCounter(1), msgIdCounter(1), presCtxIdCounter(1)
+DcDict::DcDict() : uidCounter(1), msgIdCounter(1), presCtxIdCounter(1), currentLoaded(false)
 {
     Log = new DcLog();
     memset(tags, 0, sizeof tags);
@@ -120,6 +134,8 @@ void DcDict::reset()
     uidCounter = 1;
     msgIdCounter = 1;
     presCtxIdCounter = 1;
+    currentLoaded = false;
+    currentUids.clear();
     clearTables();
     tagIndex.reserve(DICT_TAG_SLOTS);
     tagConstIndex.reserve(DICT_TAG_SLOTS);
@@ -223,10 +239,17 @@ DcDictTagEntry* DcDict::findTag(unsigned int tag)
 // A built-in constant equals its tag, so callers often pass a plain tag
 // number, such as 0x60023000, where a constant is expected: a number that is
 // no constant is taken as a tag value before the look-up fails.
-DcDictTagEntry* DcDict::findTagConstOrTag(int tagConst)
+const DcDictTagEntry* DcDict::findTagConstOrTag(int tagConst)
 {
-    DcDictTagEntry* entry = findTagConst(tagConst);
-    return entry ? entry : findTag(dictNormalizeTag(static_cast<unsigned int>(tagConst)));
+    const DcDictTagEntry* entry = findTagConst(tagConst);
+    if (entry == nullptr)
+        entry = findTag(dictNormalizeTag(static_cast<unsigned int>(tagConst)));
+    if (entry == nullptr && currentLoaded) {
+        // A current attribute's constant is its tag value.
+        const DcDictCurrentTag* current = findCurrentTag(static_cast<unsigned int>(tagConst));
+        entry = current ? &current->entry : nullptr;
+    }
+    return entry;
 }
 
 DcDictTagEntry* DcDict::findTagConst(int tagConst)
@@ -238,13 +261,21 @@ DcDictTagEntry* DcDict::findTagConst(int tagConst)
 DcDict::UidEntry* DcDict::findUid(DICT_UID uid)
 {
     auto it = uidIndex.find(uid);
-    return it == uidIndex.end() ? nullptr : uids[it->second];
+    if (it != uidIndex.end())
+        return uids[it->second];
+    size_t index = static_cast<size_t>(uid) - DICT_CURRENT_UID_FIRST;
+    bool current = static_cast<int>(uid) >= static_cast<int>(DICT_CURRENT_UID_FIRST) && index < currentUids.size();
+    return current ? &currentUids[index] : nullptr;
 }
 
 DcDict::UidEntry* DcDict::findUidStrg(const char* uidStrg)
 {
     auto it = uidStrgIndex.find(std::string_view(uidStrg));
-    return it == uidStrgIndex.end() ? nullptr : uids[it->second];
+    if (it != uidStrgIndex.end())
+        return uids[it->second];
+    auto current = std::lower_bound(currentUids.begin(), currentUids.end(), uidStrg,
+                                    [](const UidEntry& e, const char* s) { return strcmp(e.uidStrg, s) < 0; });
+    return current != currentUids.end() && strcmp(current->uidStrg, uidStrg) == 0 ? &*current : nullptr;
 }
 
 const char* DcDict::findVrName(DICT_VR vr)
@@ -267,7 +298,11 @@ DcDict::SqEntry* DcDict::findSqList(unsigned int sqTag)
 
 int DcDict::getTag(int tagConst, unsigned int& tag)
 {
-    DcDictTagEntry* entry = findTagConst(tagConst);
+    const DcDictTagEntry* entry = findTagConst(tagConst);
+    if (entry == nullptr && currentLoaded) {
+        const DcDictCurrentTag* current = findCurrentTag(static_cast<unsigned int>(tagConst));
+        entry = current ? &current->entry : nullptr;
+    }
     if (entry == nullptr) {
         tag = 0xFFFFFFFF;
         logReport(LOG_CHANNEL_0, "DcDict::getTag", "Enum constant Tag %d (0x%x) is not in dictionary", tagConst,
@@ -289,7 +324,11 @@ int DcDict::getTag(int tagConst, unsigned short int& group, unsigned short int& 
 
 int DcDict::getTagDef(unsigned int tag, int& tagConst)
 {
-    DcDictTagEntry* entry = findTag(dictNormalizeTag(tag));
+    const DcDictTagEntry* entry = findTag(dictNormalizeTag(tag));
+    if (entry == nullptr && currentLoaded) {
+        const DcDictCurrentTag* current = findCurrentTag(tag);
+        entry = current ? &current->entry : nullptr;
+    }
     tagConst = entry ? entry->tagConst : -1;
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
@@ -301,7 +340,7 @@ int DcDict::getTagDef(unsigned short int group, unsigned short int element, int&
 
 int DcDict::getVm(int tagConst, int& vm)
 {
-    DcDictTagEntry* entry = findTagConstOrTag(tagConst);
+    const DcDictTagEntry* entry = findTagConstOrTag(tagConst);
     vm = entry ? entry->vm : 0;
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
@@ -324,7 +363,7 @@ int DcDict::getVm(unsigned short int group, unsigned short int element, int& vm)
 
 int DcDict::getVrDef(int tagConst, DICT_VR& vr)
 {
-    DcDictTagEntry* entry = findTagConstOrTag(tagConst);
+    const DcDictTagEntry* entry = findTagConstOrTag(tagConst);
     vr = entry ? entry->vr : VR_UNKNOWN;
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
@@ -403,7 +442,7 @@ int DcDict::getVr(unsigned short int group, unsigned short int element, char* vr
 int DcDict::getVrLen(DICT_VR vr, int& len)
 {
     VrProperties properties;
-    int status = vrLookup(vr, properties, "DcDict::getVrLen");
+    int status = vrLookup(vr, properties, "DcDict::getVrLen", currentLoaded);
     len = properties.len;
     return status;
 }
@@ -411,7 +450,7 @@ int DcDict::getVrLen(DICT_VR vr, int& len)
 int DcDict::getVrSize(DICT_VR vr, DICT_VR_SIZE& size)
 {
     VrProperties properties;
-    int status = vrLookup(vr, properties, "DcDict::getVrSize");
+    int status = vrLookup(vr, properties, "DcDict::getVrSize", currentLoaded);
     size = properties.size;
     return status;
 }
@@ -422,7 +461,7 @@ int DcDict::getDesc(int tagConst, char* desc)
         logReport(LOG_CHANNEL_0, "DcDict::getDesc", "%s", nullArgument);
         return DICT_ERR_NULL_ARG;
     }
-    DcDictTagEntry* entry = findTagConstOrTag(tagConst);
+    const DcDictTagEntry* entry = findTagConstOrTag(tagConst);
     brenik3::copyText(desc, entry ? entry->name : unknownText, DICT_NAME_MAX);
     return entry ? 0 : DICT_ERR_NOT_FOUND;
 }
@@ -538,4 +577,58 @@ int DcDict::getEndian(DICT_UID xferSyn, ARCH_ENDIAN& endian)
     }
     endian = xferSyn == UID_BIG_ENDIAN_EXPLICIT ? ENDIAN_BIG : ENDIAN_LITTLE;
     return 0;
+}
+
+// ---- the current dictionary -----------------------------------------------------
+
+int DcDict::loadCurrent()
+{
+    if (currentLoaded)
+        return 0;
+    currentLoaded = true;
+    int slot = 0;
+    for (const DcDictVrDef& def : newerVrs) {
+        if (findVrName(def.vr) != nullptr)
+            continue;
+        while (slot < DICT_VR_SLOTS && vrs[slot] != nullptr)
+            ++slot;
+        if (slot == DICT_VR_SLOTS)
+            break;
+        vrs[slot] = new DcDictVrDef(def);
+    }
+    currentUids.resize(DcDictCurrentUidCount);
+    for (int i = 0; i < DcDictCurrentUidCount; ++i) {
+        const DcDictUidDef& def = DcDictCurrentUids[i];
+        UidEntry& entry = currentUids[i];
+        entry.uid = def.uid;
+        brenik3::copyText(entry.uidStrg, def.uidStrg, DICT_UID_MAX);
+        entry.uidType = def.uidType;
+        entry.desc = def.desc;
+    }
+    return 0;
+}
+
+// The current attribute of a tag as it stands in a data set: repeating groups
+// 50xx and 60xx in their FF form, other repeating digits through the masks.
+const DcDictCurrentTag* DcDict::findCurrentTag(unsigned int tag)
+{
+    unsigned int groupHigh = tag >> 24;
+    unsigned int key = groupHigh == 0x50 || groupHigh == 0x60 ? dictNormalizeTag(tag) : tag;
+    const DcDictCurrentTag* end = DcDictCurrentTags + DcDictCurrentTagCount;
+    const DcDictCurrentTag* found = std::lower_bound(
+        DcDictCurrentTags, end, key, [](const DcDictCurrentTag& e, unsigned int k) { return e.entry.tag < k; });
+    if (found != end && found->entry.tag == key)
+        return found;
+    for (int i = 0; i < DcDictCurrentMaskedTagCount; ++i) {
+        const DcDictCurrentTag& masked = DcDictCurrentMaskedTags[i];
+        if ((tag & masked.mask) == (masked.entry.tag & masked.mask))
+            return &masked;
+    }
+    return nullptr;
+}
+
+bool DcDict::isRetired(unsigned int tag)
+{
+    const DcDictCurrentTag* current = currentLoaded ? findCurrentTag(tag) : nullptr;
+    return current != nullptr && current->retired;
 }

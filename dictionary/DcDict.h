@@ -3,13 +3,20 @@
 
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "dictionary/DcDictTypes.h"
 #include "dictionary/DcDictTags.h"
+#include "dictionary/DcDictCurrentUids.h"
 #include "foundation/Export.h"
 
 struct DcDictTagEntry;
 struct DcDictVrDef;
+struct DcDictUidDef;
+struct DcDictCurrentTag;
+
+// UIDs of the current dictionary take DICT_UID values from this one on.
+enum { DICT_CURRENT_UID_FIRST = 1000 };
 
 // Dictionary status codes (module 0x14).
 enum {
@@ -84,6 +91,21 @@ public:
     // (nothing is logged).
     int getTagSlot(int slot, unsigned int& tag, const char*& name);
 
+    // Makes the current standard's dictionary known, on top of the built-in
+    // tables: about 5,000 attributes (by tag, constant, name, VR and VM, retired
+    // ones included), 330 more UIDs (values from DICT_CURRENT_UID_FIRST on,
+    // with their kinds) and the VRs OD, OF, OL, OV, SV, UV, UC and UR. Built-in
+    // and caller-added entries keep precedence; a current attribute's constant
+    // is its tag value. After the call, add() gives a new tag its own value as
+    // constant where that is free. Costs a few microseconds (no copying); lasts
+    // until reset(). Returns 0; calling it again changes nothing.
+    int loadCurrent();
+    // True between loadCurrent() and the next reset().
+    bool isCurrentLoaded() const { return currentLoaded; }
+    // Whether the current dictionary marks the tag retired (false when it does
+    // not know the tag or loadCurrent() has not run).
+    bool isRetired(unsigned int tag);
+
     // Extension
     int add(unsigned int tag, DICT_VR vr, int vm, const char* name, int* tagConst);
     int add(unsigned short int group, unsigned short int element, DICT_VR vr, int vm,
@@ -129,6 +151,8 @@ private:
     unsigned int uidCounter;
     unsigned char msgIdCounter;
     unsigned char presCtxIdCounter;
+    bool currentLoaded;
+    std::vector<UidEntry> currentUids;  // in ascending string order
 
     // Indexes: key -> first slot holding it.
     std::unordered_map<unsigned int, int> tagIndex;
@@ -143,7 +167,8 @@ private:
     void indexUid(int slot);
     void removeUidSlot(int slot);
     DcDictTagEntry* findTagConst(int tagConst);
-    DcDictTagEntry* findTagConstOrTag(int tagConst);
+    const DcDictTagEntry* findTagConstOrTag(int tagConst);
+    const DcDictCurrentTag* findCurrentTag(unsigned int tag);
     DcDictTagEntry* findTag(unsigned int tag);
     UidEntry* findUid(DICT_UID uid);
     UidEntry* findUidStrg(const char* uidStrg);

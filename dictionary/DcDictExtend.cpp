@@ -62,10 +62,16 @@ int DcDict::add(unsigned int tag, DICT_VR vr, int vm, const char* name, int* tag
         logReport(LOG_CHANNEL_0, "DcDict::add", "Dictionary name limit reached");
         return DICT_ERR_FULL;
     }
-    tags[emptySlot] = new DcDictTagEntry{tag, vr, vm, maxConst + 1, stored};
+    // With the current dictionary loaded, constants are tag values, so a new
+    // tag takes its own value where no entry uses it yet.
+    int newConst = maxConst + 1;
+    if (currentLoaded && tagConstIndex.count(static_cast<int>(tag)) == 0 &&
+        findCurrentTag(tag) == nullptr)
+        newConst = static_cast<int>(tag);
+    tags[emptySlot] = new DcDictTagEntry{tag, vr, vm, newConst, stored};
     indexTag(emptySlot);
     if (tagConst)
-        *tagConst = maxConst + 1;
+        *tagConst = newConst;
     return 0;
 }
 

@@ -3,16 +3,21 @@
 
 // Value representations. IM: take the VR from the dictionary entry of the tag.
 // VR_UNKNOWN (33) is what a failed look-up returns and an element's default.
+// The newer VRs after it (34 to 41) are known to the dictionary only once
+// DcDict::loadCurrent() has run; until then their names are not in the VR
+// table and getVrLen/getVrSize refuse them like any unknown value.
 enum DICT_VR : int {
     VR_AE = 0, VR_AS, VR_AT, VR_CS, VR_DA, VR_DS, VR_DT, VR_FL, VR_FD, VR_IS,
     VR_LO, VR_LT, VR_OB, VR_OW, VR_PN, VR_SH, VR_SL, VR_SQ, VR_SS, VR_ST,
     VR_TM, VR_UI, VR_UL, VR_UN, VR_US, VR_UT, VR_RT, VR_IM, VR_EX, VR_SI,
-    VR_OX, VR_XL, VR_XS, VR_UNKNOWN
+    VR_OX, VR_XL, VR_XS, VR_UNKNOWN,
+    VR_OD, VR_OF, VR_OL, VR_OV, VR_SV, VR_UV, VR_UC, VR_UR
 };
 
 // The unit in which a value's bytes are swapped between byte orders.
 enum DICT_VR_SIZE {
-    VR_SIZE_BYTE = 0, VR_SIZE_WORD, VR_SIZE_LONG, VR_SIZE_FLOAT, VR_SIZE_DOUBLE, VR_SIZE_NONE
+    VR_SIZE_BYTE = 0, VR_SIZE_WORD, VR_SIZE_LONG, VR_SIZE_FLOAT, VR_SIZE_DOUBLE, VR_SIZE_NONE,
+    VR_SIZE_VLONG  // 64-bit integers (OV, SV, UV), known after DcDict::loadCurrent()
 };
 
 enum DICT_UID_TYPE {
@@ -20,6 +25,12 @@ enum DICT_UID_TYPE {
     UID_SOP_CLASS = 1,
     UID_PRIVATE_SOP_CLASS = 3,
     UID_APPLICATION_CONTEXT = 4,
+    // Kinds that only UIDs of the current dictionary (DcDict::loadCurrent) carry.
+    UID_CODING_SCHEME = 5,            // coding schemes and mapping resources
+    UID_FRAME_OF_REFERENCE = 6,       // well-known and synchronisation frames of reference
+    UID_LDAP_OID = 7,
+    UID_SERVICE_CLASS = 8,
+    UID_APPLICATION_HOSTING_MODEL = 9,
     UID_TYPE_UNKNOWN = 0xFF  // written by a failed look-up
 };
 

@@ -136,6 +136,10 @@ int parseRange(int handle, unsigned long long offset, unsigned long long count, 
     unsigned int len = static_cast<unsigned int>(count);
     list.parse(buf, len, xfer);
     free(buf);
+    if (len != 0) {
+        logReport(LOG_CHANNEL_2, readerName, "Data set truncated or damaged, %u bytes not decoded", len);
+        return DIR_ERR_MALFORMED;
+    }
     return 0;
 }
 

@@ -12,6 +12,7 @@
 #include "common/CodecJson.h"
 #endif
 #include "common/DataSetPrinter.h"
+#include "common/ReadFile.h"
 #include "common/Tags.h"
 
 using namespace b3tool;
@@ -47,9 +48,14 @@ bool dumpFile(const char* program, const std::string& path, bool metaOnly, size_
     }
     DcElemList list;
     if (!metaOnly) {
-        status = dirReadFile(path.c_str(), meta, list);
+        status = readDicomFile(path, meta, list);
+        if (status != 0 && bare) {
+            fail(program, "%s: not a DICOM file (no \"DICM\" marker and no data set)", path.c_str());
+            return false;
+        }
         if (status != 0) {
-            fail(program, "%s: cannot read the data set (status 0x%04x)", path.c_str(), status);
+            fail(program, "%s: cannot read the data set: %s (status 0x%04x)", path.c_str(), failure(status),
+                 status);
             return false;
         }
         unsigned short group = 0, element = 0;
@@ -83,7 +89,8 @@ int main(int argc, char** argv)
     CommandLine cl("b3-dump", "FILE...",
                    "Prints DICOM files as a tree: the file meta information, then each element of the data set\n"
                    "as (group,element) VR name value, with sequence items indented below their sequence.\n"
-                   "Reads Part 10 files in any transfer syntax and bare data sets (Implicit VR Little Endian).");
+                   "Reads Part 10 files of any size in any transfer syntax (deflated ones inflated, encapsulated\n"
+                   "pixel data shown as its fragments) and bare data sets (Implicit VR Little Endian).");
     cl.flag("-m", "--meta", "print only the file meta information", metaOnly);
     cl.number("-w", "--width", "CHARS", "cut values longer than CHARS characters (default 64, 0: never)", width, 0,
               1000000);

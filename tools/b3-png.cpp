@@ -14,6 +14,7 @@
 #include "common/CodecFrame.h"
 #endif
 #include "common/ErrorText.h"
+#include "common/ReadFile.h"
 #include "common/Png.h"
 #include "common/Tags.h"
 
@@ -174,12 +175,14 @@ int main(int argc, char** argv)
     DcElemList list;
 #ifdef BRENIK3_TOOLS_CODECS
     status = readAnyFile(input, meta, list);
-#else
-    status = dirReadFile(input.c_str(), meta, list);
-#endif
     int error = errno;
     if (status != 0) {
         fail(cl.program(), "cannot read %s: %s", input.c_str(), fileErrorText(status, error).c_str());
+#else
+    status = readDicomFile(input, meta, list);
+    if (status != 0) {
+        fail(cl.program(), "cannot read %s: %s (status 0x%04x)", input.c_str(), failure(status), status);
+#endif
         return EXIT_FAILED;
     }
     ImageInfo info;
@@ -190,7 +193,8 @@ int main(int argc, char** argv)
     }
 #ifndef BRENIK3_TOOLS_CODECS
     if (meta.xferSyn != UID_LITTLE_ENDIAN_IMPLICIT && meta.xferSyn != UID_LITTLE_ENDIAN_EXPLICIT &&
-        meta.xferSyn != UID_BIG_ENDIAN_EXPLICIT) {
+        meta.xferSyn != UID_BIG_ENDIAN_EXPLICIT &&
+        static_cast<int>(meta.xferSyn) != UID_XFER_DEFLATED_EXPLICIT_VR_LITTLE_ENDIAN) {
         fail(cl.program(), "%s: compressed pixel data (%s) is not supported", input.c_str(),
              uidDescription(meta.xferSyn).c_str());
         return EXIT_FAILED;

@@ -13,6 +13,9 @@ namespace b3tool {
 CommandLine::CommandLine(const char* program, const char* operands, const char* summaryText)
     : name(program), operandText(operands), summary(summaryText), wantHelp(false), isVerbose(false)
 {
+    // Every tool knows today's attributes, UIDs and VRs, and loses nothing it reads.
+    Dict.loadCurrent();
+    DcElemList::setLosslessDefault(true);
     flag("-h", "--help", "print this help and exit", wantHelp);
     flag("-v", "--verbose", "log what the library does (to standard error)", isVerbose);
 }

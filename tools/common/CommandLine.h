@@ -12,6 +12,8 @@ enum { EXIT_OK = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
 
 // The command line of one tool: its options, their help texts and the
 // operands left after them. Every tool knows -h/--help and -v/--verbose.
+// Constructing it also loads the current dictionary into the process's and
+// makes lossless mode the default of every data set.
 class CommandLine {
 public:
     CommandLine(const char* program, const char* operands, const char* summary);

@@ -12,7 +12,8 @@ namespace b3tool {
 // Prints a data set as a tree, one line per element:
 //   (gggg,eeee) VR name                              value\value...
 // Sequences list their items below them, indented by two spaces per level;
-// raw values (OB, OW, UN) print their size and first bytes; values longer
+// raw values (OB, OW, UN and the newer binary VRs) print their size and first
+// bytes, encapsulated Pixel Data its fragments below it; values longer
 // than maxValue characters are cut and end in "...".
 class DataSetPrinter {
 public:
@@ -27,6 +28,8 @@ private:
     FILE* out;
     size_t maxValue;
     void printElem(DcElem& elem, int depth);
+    // Encapsulated Pixel Data: one line per item (offset table, fragments).
+    void printFragments(DcElem& elem, int indent);
 };
 
 }
