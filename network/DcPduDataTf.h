@@ -7,6 +7,7 @@
 #include "dataset/DcElemList.h"
 #include "foundation/DcBuf.h"
 #include "network/DcPdu.h"
+#include "foundation/Export.h"
 
 // Status code of the data transfer PDU; a failed send gives PDU_ERR_CONNECTION.
 enum { PDU_DATA_TF_ERR = 0x3C01 };
@@ -23,7 +24,7 @@ enum {
 enum { PDV_MCH_COMMAND = 0x01, PDV_MCH_LAST = 0x02, PDV_MCH_LIMIT = 4 };
 
 // Transfer information of a P-DATA-TF PDU.
-struct DcPduInfoTf {
+struct BRENIK3_API DcPduInfoTf {
     unsigned char presCtxId = 0;
     unsigned char msgCtrlHdr = 0;
     DICT_UID xferSyn = UID_LITTLE_ENDIAN_IMPLICIT;
@@ -35,7 +36,7 @@ struct DcPduInfoTf {
 // values streamed from their files. Receiving: one PDU is read and the data
 // of each PDV kept as a buffer of the fragment list, to be joined and parsed
 // once the whole message has arrived.
-class DcPduDataTf : public DcPdu {
+class BRENIK3_API DcPduDataTf : public DcPdu {
 public:
     DcPduDataTf();
     explicit DcPduDataTf(int sock);

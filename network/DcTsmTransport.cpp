@@ -126,10 +126,12 @@ int DcTsm::sockListenOpen(int port)
         tsmReportSockError("DcTsm::sockListenOpen - gethostbyname", lookupError(lookup));
         return TSM_ERR_RESOLVE;
     }
-    memset(&sockAddr, 0, sizeof sockAddr);
-    sockAddr.sin_family = AF_INET;
-    sockAddr.sin_port = htons(static_cast<uint16_t>(port));
-    sockAddr.sin_addr.s_addr = htonl(INADDR_ANY);
+    sockaddr_in any{};
+    static_assert(sizeof any == sizeof sockAddr, "sockAddr holds a sockaddr_in");
+    any.sin_family = AF_INET;
+    any.sin_port = htons(static_cast<uint16_t>(port));
+    any.sin_addr.s_addr = htonl(INADDR_ANY);
+    memcpy(sockAddr, &any, sizeof any);
 
     int sock = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (sock < 0) {

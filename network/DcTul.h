@@ -6,6 +6,7 @@
 #include "network/DcPduAssoRj.h"
 #include "network/DcPduDataTf.h"
 #include "network/DcTsm.h"
+#include "foundation/Export.h"
 
 // Status codes of the transport upper layer (module 0x42).
 enum {
@@ -36,7 +37,7 @@ typedef int (*DcMsmPixRecvCB)(void* userData, DcElemList& header, int& pixelData
 
 // Turns service requests into state-machine events, reads the next PDU and
 // feeds it to the machine, and reassembles a DIMSE message from P-DATA-TF PDUs.
-class DcTul : public DcTsm {
+class BRENIK3_API DcTul : public DcTsm {
 public:
     DcTul(TUL_TYPE type, int value);
     ~DcTul() override;

@@ -5,6 +5,7 @@
 
 #include "network/DcTul.h"
 #include "service/DcMsmInfo.h"
+#include "foundation/Export.h"
 
 class DcMsg;
 class DcCmdCEchoRq;
@@ -52,7 +53,7 @@ enum { MSM_ACCEPT_AE_TITLES = 64 };
 
 // One association endpoint, as requester (SCU) or acceptor (SCP): set-up
 // and negotiation, message exchange, release and abort.
-class DcMsm : public DcTul {
+class BRENIK3_API DcMsm : public DcTul {
 public:
     DcMsm(const char* aeTitle, MSM_ROLE role, int port);
     DcMsm(const DcMsm&) = delete;
