@@ -196,6 +196,8 @@ int codecConvert(DcElemList& list, DICT_UID from, DICT_UID to, const CodecOption
     size_t nativeBytes = 0;
     CodecFrame frame, result;
     std::string photometric;
+    if (toNative && image.frameBytes() != 0 && reader.frameCount() <= 0xFFFFFFF0u / image.frameBytes())
+        native.reserve(image.frameBytes() * reader.frameCount());
     for (unsigned int i = 0; i < reader.frameCount(); i++) {
         if ((status = reader.decode(i, frame)) != 0)
             return status;
@@ -217,6 +219,7 @@ int codecConvert(DcElemList& list, DICT_UID from, DICT_UID to, const CodecOption
         encodedFrames.push_back(std::move(result.bytes));
     }
     std::vector<uint8_t> value = toNative ? std::move(native) : codecEncapsulate(encodedFrames);
+    std::vector<std::vector<uint8_t>>().swap(encodedFrames);
     if (value.size() & 1)
         value.push_back(0);
     if (value.size() > 0xFFFFFFF0u) {
@@ -227,9 +230,11 @@ int codecConvert(DcElemList& list, DICT_UID from, DICT_UID to, const CodecOption
     if (block == nullptr)
         return CODEC_ERR_TOO_LARGE;
     memcpy(block, value.data(), value.size());
+    size_t valueBytes = value.size();
+    std::vector<uint8_t>().swap(value);  // one copy of the pixels at a time
     DcElem* elem = new DcElem(static_cast<unsigned short>(0x7FE0), static_cast<unsigned short>(0x0010), nullptr, 0,
                               to, toNative && image.bitsAllocated > 8 ? VR_OW : VR_OB);
-    DcBuf buf(block, static_cast<unsigned int>(value.size()), to);
+    DcBuf buf(block, static_cast<unsigned int>(valueBytes), to);
     elem->addValue(&buf);
     replace(list, elem);
 
@@ -239,7 +244,7 @@ int codecConvert(DcElemList& list, DICT_UID from, DICT_UID to, const CodecOption
     codecWriteImage(list, image);
     if (codecIsLossy(to)) {
         setText(list, T_0028_2110_lossyImageCompression, "01");
-        size_t packed = value.size() ? value.size() : 1;
+        size_t packed = valueBytes ? valueBytes : 1;
         char ratio[32];
         snprintf(ratio, sizeof ratio, "%.2f", double(nativeBytes) / double(packed));
         setText(list, T_0028_2112_lossyImageCompressionRatio, ratio);

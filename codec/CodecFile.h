@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-class DcDirMetaInfo;
+struct DcDirMetaInfo;
 class DcElemList;
 
 // Reading and writing files in every transfer syntax the codec library

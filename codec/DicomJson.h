@@ -6,7 +6,7 @@
 
 #include "dictionary/DcDictTypes.h"
 
-class DcDirMetaInfo;
+struct DcDirMetaInfo;
 class DcElemList;
 
 // Status codes of the DICOM JSON model (module 0x62).

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #include "codec/CodecSyntax.h"
@@ -97,6 +98,18 @@ struct Reader {
         return fail(key, "number expected");
     }
 
+    // A whole number within [low, high], as the binary integer VRs hold.
+    bool integer(const std::string& key, const JsonNode& item, double low, double high, int64_t& value)
+    {
+        double v = 0;
+        if (!number(key, item, v))
+            return false;
+        if (!(v >= low && v <= high) || v != std::floor(v))
+            return fail(key, "integer out of range for its VR");
+        value = static_cast<int64_t>(v);
+        return true;
+    }
+
     bool value(const std::string& key, const std::string& vr, const JsonNode& attr, std::vector<uint8_t>& out,
                bool& undefined, int depth)
     {
@@ -152,17 +165,21 @@ struct Reader {
         for (size_t i = 0; i < values->items.size(); i++) {
             const JsonNode& item = values->items[i];
             double v = 0;
+            int64_t whole = 0;
             if (vr == "US" || vr == "SS") {
-                if (!number(key, item, v))
+                if (!(vr == "US" ? integer(key, item, 0, 65535, whole) : integer(key, item, -32768, 32767, whole)))
                     return false;
-                put16(out, static_cast<uint16_t>(static_cast<int32_t>(v)));
+                put16(out, static_cast<uint16_t>(whole));
             } else if (vr == "UL" || vr == "SL") {
-                if (!number(key, item, v))
+                if (!(vr == "UL" ? integer(key, item, 0, 4294967295.0, whole)
+                                 : integer(key, item, -2147483648.0, 2147483647.0, whole)))
                     return false;
-                put32(out, static_cast<uint32_t>(static_cast<int64_t>(v)));
+                put32(out, static_cast<uint32_t>(whole));
             } else if (vr == "FL") {
                 if (!number(key, item, v))
                     return false;
+                if (std::isfinite(v) && std::fabs(v) > std::numeric_limits<float>::max())
+                    return fail(key, "number out of range for FL");
                 float f = static_cast<float>(v);
                 uint8_t b[4];
                 memcpy(b, &f, 4);

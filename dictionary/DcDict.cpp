@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "dictionary/DcDictCurrent.h"
 #include "dictionary/DcDictTables.h"
 #include "foundation/DcLog.h"
 #include "internal/Text.h"

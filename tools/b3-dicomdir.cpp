@@ -19,6 +19,9 @@
 #include "common/CurrentUids.h"
 #include "common/ErrorText.h"
 #include "common/Tags.h"
+#ifdef BRENIK3_TOOLS_CODECS
+#include "common/CodecFrame.h"
+#endif
 
 using namespace b3tool;
 namespace fs = std::filesystem;
@@ -265,7 +268,37 @@ bool copyInto(const char* program, const std::string& folder, std::vector<ImageF
     return true;
 }
 
-void printRecord(DcDirRec* rec, int depth)
+// What --list prints and finds.
+struct Listing {
+    std::string folder;
+    bool frames = false;  // decode the referenced files' frames
+    int undecodable = 0;  // referenced files with frames that fail
+};
+
+// With --frames, what the frames of the file referenced by rec say, after
+// the record's own line.
+std::string framesOf(DcDirRec* rec, Listing& listing)
+{
+#ifdef BRENIK3_TOOLS_CODECS
+    DcDirRecInfo info;
+    rec->getInfo(info);
+    if (!listing.frames || info.fileId[0] == '\0')
+        return "";
+    // The File ID names the file below the DICOMDIR's folder.
+    std::string path = info.fileId;
+    std::replace(path.begin(), path.end(), '\\', '/');
+    FrameReport report = checkFrames(listing.folder + "/" + path);
+    if (!report.decodable)
+        listing.undecodable++;
+    return "  [" + report.text + "]";
+#else
+    (void)rec;
+    (void)listing;
+    return "";
+#endif
+}
+
+void printRecord(DcDirRec* rec, int depth, Listing& listing)
 {
     DcDirRecInfo info;
     rec->getInfo(info);
@@ -298,9 +331,10 @@ void printRecord(DcDirRec* rec, int depth)
                 ")";
     if (info.inUse == DIR_REC_INACTIVE)
         text += "  (inactive)";
+    text += framesOf(rec, listing);
     printf("%*s%-8s %s\n", depth * 2, "", rec->getDesc(), text.c_str());
     for (DcDirRec* lower = rec->first(); lower != nullptr; lower = lower->next())
-        printRecord(lower, depth + 1);
+        printRecord(lower, depth + 1, listing);
 }
 
 // Record types of the current standard that this toolkit reads as UNKNOWN.
@@ -366,7 +400,7 @@ void learnReferencedUids(const std::string& file)
     }
 }
 
-int list(const char* program, std::string folder)
+int list(const char* program, std::string folder, bool frames)
 {
     if (fs::path(folder).filename() == DICOMDIR_FILE_NAME)
         folder = fs::path(folder).parent_path().string();
@@ -401,13 +435,21 @@ int list(const char* program, std::string folder)
         records++;
     printf("%s: file-set ID '%s', %d top-level record%s\n", file.c_str(), dir.getFileSetId(), records,
            records == 1 ? "" : "s");
+    Listing listing;
+    listing.folder = folder;
+    listing.frames = frames;
     for (DcDirRec* rec = dir.first(); rec != nullptr; rec = rec->next())
-        printRecord(rec, 1);
+        printRecord(rec, 1, listing);
     if (newer > 0)
         printf("(%d record%s of a newer type, shown as UNKNOWN)\n", newer, newer == 1 ? "" : "s");
     if (status != 0) {
         fail(program, "%s is damaged (status 0x%04x); the records above are those that could be read", file.c_str(),
              status);
+        return EXIT_FAILED;
+    }
+    if (listing.undecodable > 0) {
+        fail(program, "%d referenced file%s with frames that cannot be decoded", listing.undecodable,
+             listing.undecodable == 1 ? "" : "s");
         return EXIT_FAILED;
     }
     return EXIT_OK;
@@ -429,13 +471,19 @@ int main(int argc, char** argv)
     cl.flag("-l", "--list", "print FOLDER/DICOMDIR (or the DICOMDIR file given) as a tree", listOnly);
     cl.text("-f", "--from", "SOURCE", "copy the Part 10 files under SOURCE into FOLDER first", from);
     cl.text(nullptr, "--file-set-id", "ID", "file-set ID of the new DICOMDIR (at most 16 characters)", setId);
-    cl.note("Exit status: 0 on success, 1 when a file could not be indexed or the DICOMDIR not read or written.");
+    bool frames = false;
+#ifdef BRENIK3_TOOLS_CODECS
+    cl.flag(nullptr, "--frames", "with --list, decode the frames of every referenced file and name those that fail",
+            frames);
+#endif
+    cl.note("Exit status: 0 on success, 1 when a file could not be indexed, the DICOMDIR not read or written,\n"
+            "or (--frames) a referenced file has frames that cannot be decoded.");
     int status = cl.parse(argc, argv, 1, 1);
     if (status >= 0)
         return status;
     std::string folder = cl.operands()[0];
     if (listOnly)
-        return list(cl.program(), folder);
+        return list(cl.program(), folder, frames);
 
     std::error_code ec;
     fs::create_directories(folder, ec);

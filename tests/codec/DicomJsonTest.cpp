@@ -118,6 +118,12 @@ TEST(DicomJson, MalformedDocumentsAreRefusedWithAStatus)
         "{\"00100010\":{\"vr\":\"XX\"}}",                              // unknown VR
         "{\"00100010\":{\"vr\":\"PN\",\"Value\":\"Doe\"}}",            // Value not an array
         "{\"00280010\":{\"vr\":\"US\",\"Value\":[\"many\"]}}",         // not a number
+        "{\"00280010\":{\"vr\":\"US\",\"Value\":[65536]}}",            // beyond US
+        "{\"00280106\":{\"vr\":\"SS\",\"Value\":[-32769]}}",           // below SS
+        "{\"00280010\":{\"vr\":\"US\",\"Value\":[1.5]}}",              // not whole
+        "{\"00081199\":{\"vr\":\"UL\",\"Value\":[1e70]}}",             // far beyond UL
+        "{\"00186020\":{\"vr\":\"SL\",\"Value\":[2147483648]}}",       // beyond SL
+        "{\"00189089\":{\"vr\":\"FL\",\"Value\":[1e300]}}",            // beyond FL
         "{\"00280009\":{\"vr\":\"AT\",\"Value\":[\"0018\"]}}",         // short AT
         "{\"7FE00010\":{\"vr\":\"OW\",\"InlineBinary\":\"@@@@\"}}",    // not Base64
         "{\"7FE00010\":{\"vr\":\"OW\",\"BulkDataURI\":\"http://x/y\"}}",  // not a local file

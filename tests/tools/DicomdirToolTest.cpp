@@ -145,3 +145,34 @@ TEST_F(DicomdirTool, StructuredReportGetsAMatchingRecordBothWays)
     EXPECT_NE(theirs.out.find("1 record of a newer type"), std::string::npos) << theirs.out;
     EXPECT_EQ(theirs.err.find("damaged"), std::string::npos) << theirs.err;
 }
+
+#ifdef BRENIK3_TEST_CODECS
+TEST_F(DicomdirTool, ListingWithFramesNamesTheFilesWhoseFramesCannotBeDecoded)
+{
+    need({"b3-convert"});
+    makeSeries("set/CT1", 2, "P1");
+    // The second image in RLE, its only fragment's header claiming three
+    // segments where a 16-bit grey image has two.
+    std::string image = dir + "/set/CT1/IMG0002";
+    ASSERT_EQ(tool("b3-convert", {"--rle", image, dir + "/rle.dcm"}).status, 0);
+    std::string bytes = readFile(dir + "/rle.dcm");
+    size_t header = bytes.rfind(std::string("\xfe\xff\x00\xe0", 4));
+    ASSERT_NE(header, std::string::npos);
+    bytes[header + 8] = 3;
+    std::ofstream(image, std::ios::binary | std::ios::trunc) << bytes;
+    ASSERT_EQ(tool("b3-dicomdir", {dir + "/set"}).status, 0);
+
+    RunResult plain = tool("b3-dicomdir", {"--list", dir + "/set"});
+    EXPECT_EQ(plain.status, 0) << "without --frames nothing is decoded";
+    EXPECT_EQ(plain.out.find("decodable"), std::string::npos) << plain.out;
+
+    RunResult listed = tool("b3-dicomdir", {"--list", "--frames", dir + "/set"});
+    EXPECT_EQ(listed.status, 1);
+    EXPECT_NE(listed.out.find("CT1\\IMG0001 (CT Image Storage)  [1 of 1 frames decodable]"), std::string::npos)
+        << listed.out;
+    EXPECT_NE(listed.out.find("CT1\\IMG0002 (CT Image Storage)  [0 of 1 frames decodable; cannot decode frame 1]"),
+              std::string::npos)
+        << listed.out;
+    EXPECT_NE(listed.err.find("1 referenced file with frames that cannot be decoded"), std::string::npos) << listed.err;
+}
+#endif

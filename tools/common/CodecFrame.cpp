@@ -30,38 +30,52 @@ int readAnyFile(const std::string& path, DcDirMetaInfo& meta, DcElemList& list)
     return codecReadFile(path.c_str(), meta, list);
 }
 
-bool reportFrames(const char* program, const std::string& path)
+FrameReport checkFrames(const std::string& path)
 {
+    FrameReport report;
     DcDirMetaInfo meta;
     DcElemList list;
     int status = codecReadFile(path.c_str(), meta, list);
     if (status != 0) {
-        fail(program, "cannot read %s (status %s)", path.c_str(), hexStatus(status).c_str());
-        return false;
+        report.text = "cannot read (status " + hexStatus(status) + ")";
+        return report;
     }
+    report.readable = true;
     DICT_UID xfer = meta.xferSyn == UID_NONE ? UID_LITTLE_ENDIAN_IMPLICIT : meta.xferSyn;
     CodecFrameReader reader;
     status = reader.open(list, xfer);
     if (status == CODEC_ERR_NO_PIXELS || status == CODEC_ERR_NOT_IMAGE) {
-        printf("%s: no image\n", path.c_str());
-        return true;
+        report.decodable = true;
+        report.text = "no image";
+        return report;
     }
     if (status != 0) {
-        printf("%s: frames cannot be decoded (status %s)\n", path.c_str(), hexStatus(status).c_str());
-        return false;
+        report.text = "frames cannot be decoded (status " + hexStatus(status) + ")";
+        return report;
     }
     std::string failed;
     unsigned int bad = 0;
     CodecFrame frame;
     for (unsigned int i = 0; i < reader.frameCount(); i++)
-        if (reader.decode(i, frame) != 0) {
+        if (reader.decode(i, frame) != 0)
             failed += (bad++ ? "," : " ") + std::to_string(i + 1);
-        }
-    printf("%s: %u of %u frames decodable", path.c_str(), reader.frameCount() - bad, reader.frameCount());
+    report.decodable = bad == 0;
+    report.text = std::to_string(reader.frameCount() - bad) + " of " + std::to_string(reader.frameCount()) +
+                  " frames decodable";
     if (bad)
-        printf("; cannot decode frame%s%s", bad == 1 ? "" : "s", failed.c_str());
-    printf("\n");
-    return bad == 0;
+        report.text += std::string("; cannot decode frame") + (bad == 1 ? "" : "s") + failed;
+    return report;
+}
+
+bool reportFrames(const char* program, const std::string& path)
+{
+    FrameReport report = checkFrames(path);
+    if (!report.readable) {
+        fail(program, "%s: %s", path.c_str(), report.text.c_str());
+        return false;
+    }
+    printf("%s: %s\n", path.c_str(), report.text.c_str());
+    return report.decodable;
 }
 
 }

@@ -18,9 +18,20 @@ bool decodeFrame(DcElemList& list, DICT_UID xfer, unsigned int index, std::vecto
 // Reads a file in any syntax the codec library knows (deflated, large).
 int readAnyFile(const std::string& path, DcDirMetaInfo& meta, DcElemList& list);
 
-// b3-dump --frames: decodes every frame of the file at path and prints one
-// line per file, naming the frames that cannot be decoded. Returns false
-// when the file cannot be read or a frame fails.
+// Which frames of one file decode.
+struct FrameReport {
+    bool readable = false;  // the file could be read at all
+    bool decodable = false;  // every frame decodes (or the file holds no image)
+    std::string text;  // "3 of 4 frames decodable; cannot decode frame 2", "no image", ...
+};
+
+// Decodes every frame of the file at path, one at a time, and says which
+// ones fail.
+FrameReport checkFrames(const std::string& path);
+
+// b3-dump --frames: prints "path: " and the report of checkFrames, or an
+// error when the file cannot be read. Returns false when the file cannot be
+// read or a frame fails.
 bool reportFrames(const char* program, const std::string& path);
 
 }
