@@ -117,8 +117,11 @@ public:
     // socket itself (a server whose parent process only accepts and hands each
     // connection to a worker), as if this acceptor had accepted it; ARTIM then
     // guards the A-ASSOCIATE-RQ awaited on it. The machine must hold no
-    // connection yet. Not used unless called.
-    int adoptConnection(int sock);
+    // connection yet. peerAddress (peerAddressLen bytes, a struct sockaddr_in
+    // as accept gave it) names the caller even if it has already reset the
+    // connection; without it the address is asked of the socket. Not used
+    // unless called.
+    int adoptConnection(int sock, const void* peerAddress = nullptr, unsigned int peerAddressLen = 0);
 
 protected:
     int stateMachine(TSM_EVENT event, void* arg);

@@ -229,13 +229,20 @@ int DcTsm::sockConvOpenClient(const char* host, int port)
     return setTimeoutInfo();
 }
 
-int DcTsm::adoptConnection(int sock)
+int DcTsm::adoptConnection(int sock, const void* peerAddress, unsigned int peerAddressLen)
 {
     if (sock <= 0 || tcpInfo.sockConv > 0) {
         logReport(LOG_CHANNEL_2, "DcTsm::adoptConnection", "No socket to adopt, or a conversation is open");
         return TSM_ERR_NO_CONVERSATION;
     }
     setNoDelay(sock);
+    memset(sockAddr, 0, sizeof sockAddr);
+    if (peerAddress != nullptr && peerAddressLen > 0 && peerAddressLen <= sizeof sockAddr) {
+        memcpy(sockAddr, peerAddress, peerAddressLen);
+    } else {
+        socklen_t len = sizeof sockAddr;
+        getpeername(sock, reinterpret_cast<sockaddr*>(&sockAddr), &len);
+    }
     tcpInfo.sockConv = sock;
     connSide = TSM_CONN_ACCEPTOR;
     delete pdu;

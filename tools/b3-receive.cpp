@@ -13,6 +13,7 @@
 #include <map>
 #include <poll.h>
 #include <string>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -129,7 +130,7 @@ std::string commandText(DcMsg& msg, int tag)
 class Association {
 public:
     Association(const Settings& settings, int number) : cfg(settings), id(number), file(settings.output) {}
-    int serve(int sock);
+    int serve(int sock, const sockaddr_in& peerAddress);
 
 private:
     const Settings& cfg;
@@ -212,7 +213,7 @@ void Association::answer(DcMsm& msm, DcCmdCStoreRq& rq, unsigned short status)
     msm.write(info.presCtxId, &rsp);
 }
 
-int Association::serve(int sock)
+int Association::serve(int sock, const sockaddr_in& peerAddress)
 {
     installHandler(SIGINT, onStopChild);
     installHandler(SIGTERM, onStopChild);
@@ -230,7 +231,7 @@ int Association::serve(int sock)
     info.maxPduLen = static_cast<unsigned int>(cfg.maxPdu);
     info.timeouts.readTimeout = static_cast<unsigned int>(cfg.timeout);
     msm.setDataSetSink(&raw);
-    int status = msm.adoptConnection(sock);
+    int status = msm.adoptConnection(sock, &peerAddress, sizeof peerAddress);
     if (status == 0)
         status = msm.connect(info);
     if (status != 0) {
@@ -405,7 +406,9 @@ int main(int argc, char** argv)
             continue;
         // Everything waiting is taken at once; the work is the children's.
         for (;;) {
-            int sock = accept(tcp.sockListen, nullptr, nullptr);
+            sockaddr_in peer = {};
+            socklen_t peerLen = sizeof peer;
+            int sock = accept(tcp.sockListen, reinterpret_cast<sockaddr*>(&peer), &peerLen);
             if (sock < 0)
                 break;
             associations++;
@@ -413,7 +416,7 @@ int main(int argc, char** argv)
             if (pid == 0) {
                 Association association(cfg, associations);
                 fflush(stdout);
-                _exit(association.serve(sock));
+                _exit(association.serve(sock, peer));
             }
             close(sock);
             if (pid < 0) {

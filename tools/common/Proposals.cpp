@@ -62,7 +62,7 @@ std::vector<Proposal> peekProposals(int sock, int timeoutSeconds)
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0)
             return proposals;
-        pollfd p = {sock, POLLIN, 0};
+        pollfd p = {sock, POLLIN | POLLRDHUP, 0};
         int ready = poll(&p, 1, static_cast<int>(left.count()));
         if (ready < 0 && errno == EINTR)
             continue;
@@ -74,7 +74,10 @@ std::vector<Proposal> peekProposals(int sock, int timeoutSeconds)
         if (got < 0)
             continue;
         if (static_cast<size_t>(got) == have) {
-            // Nothing new since the last look: let the bytes come.
+            // Nothing new since the last look: a caller that has gone will
+            // send no more; otherwise let the bytes come.
+            if ((p.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0)
+                return proposals;
             poll(nullptr, 0, 5);
             continue;
         }
