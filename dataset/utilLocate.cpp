@@ -130,6 +130,27 @@ bool opensNesting(const unsigned char* header, bool big)
     return Dict.getTagDef(tag, tagConst) == 0 && Dict.getVrDef(tagConst, vr) == 0 && vr == VR_SQ;
 }
 
+// Every header the scan below reacts to has a byte 0xFF in its first two
+// bytes (group FFFE) or in its length field (undefined length). From p, the
+// first position of p's parity that may hold one; end when none is left.
+unsigned int nextCandidate(MemorySource& source, unsigned int p, unsigned int end)
+{
+    const unsigned char* data = source.at(0, 0);
+    if (p + 8 > end || data[p] == 0xFF || data[p + 1] == 0xFF || data[p + 4] == 0xFF)
+        return p;
+    const void* hit = memchr(data + p, 0xFF, end - p);
+    if (hit == nullptr)
+        return end;
+    unsigned int q = static_cast<unsigned int>(static_cast<const unsigned char*>(hit) - data);
+    unsigned int c = q >= p + 4 ? q - 4 : p;
+    if ((c - p) % 2 != 0)
+        --c;
+    return c;
+}
+
+// A file is read in windows; each position is looked at in turn.
+unsigned int nextCandidate(FileSource&, unsigned int p, unsigned int) { return p; }
+
 // Scans the value after a length field in steps of 2 bytes for its closing
 // delimiter; gives the distance to it, or false when there is none.
 template <typename Source>
@@ -139,6 +160,9 @@ bool findClosing(Source& source, unsigned int start, Closing closing, bool big, 
     unsigned int closer = closing == CLOSE_ITEM ? TAG_ITEM_DELIMITATION : TAG_SEQUENCE_DELIMITATION;
     int depth = 0;
     for (unsigned int p = start; p + 8 <= end; p += 2) {
+        p = nextCandidate(source, p, end);
+        if (p + 8 > end)
+            break;
         const unsigned char* w = source.at(p, 8);
         if (w == nullptr)
             return false;
