@@ -41,6 +41,11 @@ public:
     }
     unsigned int length() const { return size; }
     bool hasFailed() const { return failed; }
+    // Bytes read in from pos on, pos being inside the window.
+    unsigned int available(unsigned int pos) const
+    {
+        return static_cast<unsigned int>(window.size()) - (pos - windowStart);
+    }
 
     const unsigned char* at(unsigned int pos, unsigned int n)
     {
@@ -131,25 +136,39 @@ bool opensNesting(const unsigned char* header, bool big)
 }
 
 // Every header the scan below reacts to has a byte 0xFF in its first two
-// bytes (group FFFE) or in its length field (undefined length). From p, the
-// first position of p's parity that may hold one; end when none is left.
-unsigned int nextCandidate(MemorySource& source, unsigned int p, unsigned int end)
+// bytes (group FFFE) or in its length field (undefined length). Within the
+// span of n bytes at p (n >= 8), the first position of p's parity that may
+// hold one, or the first whose bytes reach past the span.
+unsigned int nextCandidate(const unsigned char* span, unsigned int p, unsigned int n)
 {
-    const unsigned char* data = source.at(0, 0);
-    if (p + 8 > end || data[p] == 0xFF || data[p + 1] == 0xFF || data[p + 4] == 0xFF)
+    if (span[0] == 0xFF || span[1] == 0xFF || span[4] == 0xFF)
         return p;
-    const void* hit = memchr(data + p, 0xFF, end - p);
-    if (hit == nullptr)
-        return end;
-    unsigned int q = static_cast<unsigned int>(static_cast<const unsigned char*>(hit) - data);
-    unsigned int c = q >= p + 4 ? q - 4 : p;
-    if ((c - p) % 2 != 0)
+    const void* hit = memchr(span, 0xFF, n);
+    unsigned int q = hit == nullptr ? n : static_cast<unsigned int>(static_cast<const unsigned char*>(hit) - span);
+    unsigned int c = q >= 4 ? q - 4 : 0;
+    if (c % 2 != 0)
         --c;
-    return c;
+    return p + c;
 }
 
-// A file is read in windows; each position is looked at in turn.
-unsigned int nextCandidate(FileSource&, unsigned int p, unsigned int) { return p; }
+unsigned int nextCandidate(MemorySource& source, unsigned int p, unsigned int end)
+{
+    if (p + 8 > end)
+        return p;
+    return nextCandidate(source.at(p, end - p), p, end - p);
+}
+
+// A file is searched a chunk at a time.
+unsigned int nextCandidate(FileSource& source, unsigned int p, unsigned int end)
+{
+    if (p + 8 > end)
+        return p;
+    const unsigned char* span = source.at(p, 8);
+    if (span == nullptr)
+        return p;
+    unsigned int n = source.available(p);
+    return nextCandidate(span, p, n < end - p ? n : end - p);
+}
 
 // Scans the value after a length field in steps of 2 bytes for its closing
 // delimiter; gives the distance to it, or false when there is none.
