@@ -11,6 +11,7 @@
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "internal/DcElemSlotLimit.h"
 #include "internal/VrLength.h"
 
 namespace {
@@ -274,6 +275,7 @@ int DcElem::addValue(const char* value)
         return ELEM_ERR_NULL_ARG;
     }
     DICT_VR v = effectiveVr();
+    DcElemSlotLimitScope limitScope(this);
     size_t length = strlen(value);
     char* text = static_cast<char*>(malloc(length + 1));
     if (text == nullptr)
