@@ -2,38 +2,50 @@
 
 namespace {
 
-thread_local const DcElem* owner = nullptr;
-thread_local int limitOfOwner = 0;
-thread_local bool known = false;
+// The innermost scope of this thread; one record, so that each call reaches
+// the thread's storage once.
+struct Remembered {
+    const DcElem* owner = nullptr;
+    int limit = 0;
+    bool known = false;
+};
+
+thread_local Remembered remembered;
 
 }
 
 DcElemSlotLimitScope::DcElemSlotLimitScope(const DcElem* elem)
-    : savedOwner(owner), savedLimit(limitOfOwner), savedKnown(known)
 {
-    owner = elem;
-    known = false;
+    Remembered& r = remembered;
+    savedOwner = r.owner;
+    savedLimit = r.limit;
+    savedKnown = r.known;
+    r.owner = elem;
+    r.known = false;
 }
 
 DcElemSlotLimitScope::~DcElemSlotLimitScope()
 {
-    owner = savedOwner;
-    limitOfOwner = savedLimit;
-    known = savedKnown;
+    Remembered& r = remembered;
+    r.owner = savedOwner;
+    r.limit = savedLimit;
+    r.known = savedKnown;
 }
 
 bool DcElemSlotLimitScope::recall(const DcElem* elem, int& limit)
 {
-    if (!known || owner != elem)
+    const Remembered& r = remembered;
+    if (!r.known || r.owner != elem)
         return false;
-    limit = limitOfOwner;
+    limit = r.limit;
     return true;
 }
 
 void DcElemSlotLimitScope::remember(const DcElem* elem, int limit)
 {
-    if (owner != elem)
+    Remembered& r = remembered;
+    if (r.owner != elem)
         return;
-    limitOfOwner = limit;
-    known = true;
+    r.limit = limit;
+    r.known = true;
 }
