@@ -10,7 +10,10 @@ struct Remembered {
     bool known = false;
 };
 
-thread_local Remembered remembered;
+// Initial-exec, so that the record is reached without a call for every
+// value added; it is small enough for the static TLS room the C library
+// keeps even for a library opened later.
+thread_local Remembered remembered __attribute__((tls_model("initial-exec")));
 
 }
 
