@@ -63,4 +63,8 @@
 #include "service/DcMsmInfo.h"
 #include "service/DcMsm.h"
 
+// Extension: bit-preserving storage (data set bytes as they are, to and from files).
+#include "service/DcMsmRawPick.h"
+#include "service/DcMsmRawStore.h"
+
 #endif

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "dictionary/DcDict.h"
+#include "dictionary/DcDictTables.h"
 
 namespace {
 

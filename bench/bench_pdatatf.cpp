@@ -230,6 +230,51 @@ void BM_Read(benchmark::State& state)
     state.counters["pdus"] = pdus;
 }
 
+// A whole message received in memory and parsed: its fragments either
+// collected one buffer each and joined by the parse (gathered 0), or read
+// into one growing block as the transport now does (gathered 1).
+void BM_ReadAndParse(benchmark::State& state)
+{
+    SocketKind kind = static_cast<SocketKind>(state.range(0));
+    unsigned int maxPduLen = static_cast<unsigned int>(state.range(1));
+    bool gathered = state.range(2) != 0;
+    const std::vector<unsigned char>& stream = framedStream(kind, maxPduLen);
+    for (auto _ : state) {
+        Connection conn(kind);
+        std::thread sender([&] { sendAll(conn.a, stream.data(), stream.size()); });
+        DcPduInfo limits;
+        limits.maxPduLen = maxPduLen;
+        DcPdu header(conn.b, PDU_DATA_TF);
+        header.setInfo(limits);
+        DcPduDataTf message;
+        if (gathered)
+            message.gatherInto(nullptr);
+        for (;;) {
+            PDU_TYPE type;
+            if (header.readType(type, PDU_WAIT) != 0 || type != PDU_DATA_TF)
+                break;
+            DcPduDataTf pdu(conn.b);
+            pdu.setInfo(limits);
+            if (gathered)
+                pdu.gatherInto(&message);
+            if (pdu.read(-1, PDU_WAIT) != 0)
+                break;
+            while (DcBuf* buf = pdu.firstBuf()) {
+                pdu.subtract(buf);
+                message.add(buf);
+            }
+            DcPduInfoTf info;
+            pdu.getInfo(info);
+            if (info.msgCtrlHdr & PDV_MCH_LAST)
+                break;
+        }
+        sender.join();
+        if (message.parse(UID_LITTLE_ENDIAN_IMPLICIT) != 0)
+            state.SkipWithError("the message did not parse");
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * PIXEL_BYTES);
+}
+
 // The same bytes copied plainly from one end to the other.
 void BM_PlainCopy(benchmark::State& state)
 {
@@ -295,5 +340,10 @@ BENCHMARK(BM_WriteFromDisk)->Arg(65536)->Arg(1 << 20)->Iterations(3)->UseRealTim
 BENCHMARK(BM_PlainCopy)->Arg(UNIX_PAIR)->Arg(TCP_PAIR)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Write)->Apply(pduArgs)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Read)->Apply(pduArgs)->Iterations(5)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ReadAndParse)
+    ->ArgsProduct({{TCP_PAIR}, {16384, 65536, 1 << 20}, {0, 1}})
+    ->Iterations(3)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

@@ -8,6 +8,7 @@
 #include "dictionary/DcDictTypes.h"
 #include "foundation/DcBuf.h"
 #include "foundation/DcNode.h"
+#include "foundation/Export.h"
 
 // Status codes of elements, sequences and the value text checks (module 0x16).
 enum {
@@ -40,7 +41,7 @@ class DcElemList;
 // nothing. A copy whose values are changed (added, deleted, parsed, or its
 // buffer list handed out) first takes copies of them of its own, so that the
 // original is never changed or freed through it.
-class DcElem : public DcNode {
+class BRENIK3_API DcElem : public DcNode {
 public:
     DcElem(int tag, void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
            DICT_VR vr = VR_IM, int isSq = 0);

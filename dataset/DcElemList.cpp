@@ -207,7 +207,7 @@ int DcElemList::readValue(DcElem* elem, int status, Value& value, ELEM_VAL_INDEX
     int DcElemList::getValue(unsigned short group, unsigned short element, Type& value,                   \
                              ELEM_VAL_INDEX index)                                                        \
     {                                                                                                     \
-        return readValue(find(brenik3::makeTag(group, element)), 0, value, index);      \
+        return readValue(find(brenik3::makeTag(group, element)), 0, value, index);                        \
     }
 
 DC_ELEMLIST_GET_VALUE(DcElemValueAS)

@@ -6,6 +6,7 @@
 #include "dataset/DcElem.h"
 #include "foundation/DcBuf.h"
 #include "foundation/DcList.h"
+#include "foundation/Export.h"
 
 // Status codes of the data set (module 0x18).
 enum {
@@ -19,7 +20,7 @@ enum PRINT_NODE { PRINT_NODE_FLAT = 0, PRINT_NODE_TREE = 1 };
 class DcElemSq;
 
 // The decoded header of one element.
-struct DcElemHdr {
+struct BRENIK3_API DcElemHdr {
     unsigned short group;
     unsigned short element;
     unsigned int vrFieldLen;  // bytes of the VR field: 0, 2 or 4
@@ -30,7 +31,7 @@ struct DcElemHdr {
 // A data set: elements in ascending tag order, at most one per tag. Parses
 // encoded data into elements and writes itself in a transfer syntax with its
 // group lengths filled in.
-class DcElemList : public DcList {
+class BRENIK3_API DcElemList : public DcList {
 public:
     DcElemList(void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT);
     // Copies are shallow: they share the elements and the attached buffers,

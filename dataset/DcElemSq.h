@@ -4,10 +4,11 @@
 #include "dataset/DcElem.h"
 #include "dataset/DcElemSqItem.h"
 #include "foundation/DcList.h"
+#include "foundation/Export.h"
 
 // A sequence element (VR SQ): a list of items, each a data set of its own.
 // Written always with defined lengths; read with defined or undefined ones.
-class DcElemSq : public DcList, public DcElem {
+class BRENIK3_API DcElemSq : public DcList, public DcElem {
 public:
     DcElemSq(int tag, void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
              DICT_VR vr = VR_IM);

@@ -4,11 +4,12 @@
 #include "dataset/DcElem.h"
 #include "dataset/DcElemList.h"
 #include "foundation/DcList.h"
+#include "foundation/Export.h"
 
 class DcElemSq;
 
 // One item (FFFE,E000) of a sequence: an element that owns a data set.
-class DcElemSqItem : public DcList, public DcElem {
+class BRENIK3_API DcElemSqItem : public DcList, public DcElem {
 public:
     DcElemSqItem(void* buf = nullptr, unsigned int len = 0, DICT_UID xfer = UID_LITTLE_ENDIAN_IMPLICIT,
                  DICT_VR vr = VR_IM);

@@ -1,13 +1,15 @@
 #ifndef BRENIK3_DATASET_DCELEMVALUE_H
 #define BRENIK3_DATASET_DCELEMVALUE_H
 
+#include "foundation/Export.h"
+
 // Typed values of the structured value representations. An element stores
 // them in their DICOM text form and parses them back when they are read.
 
 enum { PN_COMPONENT_MAX = 64 };
 
 // Age string: a number of days, weeks, months or years.
-struct DcElemValueAS {
+struct BRENIK3_API DcElemValueAS {
     int age;
     char unit;  // 'D', 'W', 'M' or 'Y'
 
@@ -16,7 +18,7 @@ struct DcElemValueAS {
 };
 
 // Attribute tag.
-struct DcElemValueAT {
+struct BRENIK3_API DcElemValueAT {
     unsigned short group;
     unsigned short element;
 
@@ -26,7 +28,7 @@ struct DcElemValueAT {
 
 // Date, or a range of dates (each end as the number YYYYMMDD, -1 when open).
 // rangeStart and rangeEnd both -1: a single date in year, month, day.
-struct DcElemValueDA {
+struct BRENIK3_API DcElemValueDA {
     int year;
     int month;
     int day;
@@ -39,7 +41,7 @@ struct DcElemValueDA {
 
 // Date and time with an optional UTC offset, or a range (dates as YYYYMMDD,
 // times as HHMMSS.ffffff; -1 when an end is open).
-struct DcElemValueDT {
+struct BRENIK3_API DcElemValueDT {
     int year;
     int month;
     int day;
@@ -58,7 +60,7 @@ struct DcElemValueDT {
 };
 
 // Person name: the five caret-separated components.
-struct DcElemValuePN {
+struct BRENIK3_API DcElemValuePN {
     char familyName[PN_COMPONENT_MAX + 1];
     char givenName[PN_COMPONENT_MAX + 1];
     char middleName[PN_COMPONENT_MAX + 1];
@@ -71,7 +73,7 @@ struct DcElemValuePN {
 
 // Time, or a range of times (each end as the number HHMMSS.ffffff, -1.0 when
 // open). rangeStart and rangeEnd both -1.0: a single time.
-struct DcElemValueTM {
+struct BRENIK3_API DcElemValueTM {
     int hour;
     int minute;
     double second;

@@ -3,6 +3,7 @@
 
 #include "dictionary/DcDictTypes.h"
 #include "foundation/util.h"
+#include "foundation/Export.h"
 
 // Measuring and searching encoded data without building elements. Each
 // returns 0, UTIL_ERR_NOT_FOUND, UTIL_ERR_NULL_ARG, UTIL_ERR_LENGTH or
@@ -16,27 +17,27 @@
 // end of the data".
 
 // OB, OW, UN, OX and UT values: up to the first Sequence Delimitation Item.
-int utilGetOxValLen(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned int& valLen, int& extra,
+BRENIK3_API int utilGetOxValLen(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned int& valLen, int& extra,
                     int allowUnterminated);
 
 // Sequences: up to the Sequence Delimitation Item that closes this sequence.
-int utilGetSqValLen(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned int& valLen, int& extra,
+BRENIK3_API int utilGetSqValLen(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned int& valLen, int& extra,
                     int allowUnterminated);
-int utilGetSqValLen(int fileHandle, int offset, unsigned int len, DICT_UID xfer, unsigned int& valLen,
+BRENIK3_API int utilGetSqValLen(int fileHandle, int offset, unsigned int len, DICT_UID xfer, unsigned int& valLen,
                     int& extra, int allowUnterminated);
 
 // Items: up to the Item Delimitation Item that closes this item.
-int utilGetSqItemValLen(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned int& valLen, int& extra);
-int utilGetSqItemValLen(int fileHandle, int offset, unsigned int len, DICT_UID xfer, unsigned int& valLen,
+BRENIK3_API int utilGetSqItemValLen(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned int& valLen, int& extra);
+BRENIK3_API int utilGetSqItemValLen(int fileHandle, int offset, unsigned int len, DICT_UID xfer, unsigned int& valLen,
                         int& extra);
 
 // Offset of the first even position where the tag's four bytes occur.
-int utilGetElemOffset(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned short group,
+BRENIK3_API int utilGetElemOffset(unsigned char* buf, unsigned int len, DICT_UID xfer, unsigned short group,
                       unsigned short element, unsigned int& offset);
-int utilGetElemOffset(unsigned char* buf, unsigned int len, DICT_UID xfer, int tagConst, unsigned int& offset);
-int utilGetElemOffset(int fileHandle, int start, unsigned int len, DICT_UID xfer, unsigned short group,
+BRENIK3_API int utilGetElemOffset(unsigned char* buf, unsigned int len, DICT_UID xfer, int tagConst, unsigned int& offset);
+BRENIK3_API int utilGetElemOffset(int fileHandle, int start, unsigned int len, DICT_UID xfer, unsigned short group,
                       unsigned short element, unsigned int& offset);
-int utilGetElemOffset(int fileHandle, int start, unsigned int len, DICT_UID xfer, int tagConst,
+BRENIK3_API int utilGetElemOffset(int fileHandle, int start, unsigned int len, DICT_UID xfer, int tagConst,
                       unsigned int& offset);
 
 #endif

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "dictionary/DcDictCurrent.h"
+#include "dictionary/DcDictTables.h"
 #include "foundation/DcLog.h"
 #include "internal/Text.h"
 #include "internal/Tag.h"
@@ -218,6 +220,15 @@ void DcDict::removeUidSlot(int slot)
     for (int i = 0; i < DICT_UID_SLOTS; ++i)
         if (uids[i] && (uids[i]->uid == uid || strcmp(uids[i]->uidStrg, strg) == 0))
             indexUid(i);
+}
+
+int DcDict::getTagSlot(int slot, unsigned int& tag, const char*& name)
+{
+    if (slot < 0 || slot >= DICT_TAG_SLOTS || tags[slot] == nullptr)
+        return DICT_ERR_NOT_FOUND;
+    tag = tags[slot]->tag;
+    name = tags[slot]->name;
+    return 0;
 }
 
 DcDictTagEntry* DcDict::findTag(unsigned int tag)

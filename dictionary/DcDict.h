@@ -7,8 +7,16 @@
 
 #include "dictionary/DcDictTypes.h"
 #include "dictionary/DcDictTags.h"
-#include "dictionary/DcDictTables.h"
-#include "dictionary/DcDictCurrent.h"
+#include "dictionary/DcDictCurrentUids.h"
+#include "foundation/Export.h"
+
+struct DcDictTagEntry;
+struct DcDictVrDef;
+struct DcDictUidDef;
+struct DcDictCurrentTag;
+
+// UIDs of the current dictionary take DICT_UID values from this one on.
+enum { DICT_CURRENT_UID_FIRST = 1000 };
 
 // Dictionary status codes (module 0x14).
 enum {
@@ -37,7 +45,7 @@ enum {
 // message descriptions, sequence member lists and the ID generators.
 // Look-ups go through hash indexes that give exactly the result of a scan of
 // the slots from the first (first matching slot wins).
-class DcDict {
+class BRENIK3_API DcDict {
 public:
     DcDict();
     virtual ~DcDict();
@@ -75,6 +83,13 @@ public:
     int getEndian(DICT_UID xferSyn, ARCH_ENDIAN& endian);
 
     void reset();
+
+    // Extension: the tag and name held in tag slot `slot` (0 to
+    // DICT_TAG_SLOTS - 1), so that a caller can walk every tag the dictionary
+    // knows, built-in and added, for instance to find one by its name.
+    // Returns 0, or DICT_ERR_NOT_FOUND for an empty or out-of-range slot
+    // (nothing is logged).
+    int getTagSlot(int slot, unsigned int& tag, const char*& name);
 
     // Makes the current standard's dictionary known, on top of the built-in
     // tables: about 5,000 attributes (by tag, constant, name, VR and VM, retired
@@ -167,11 +182,11 @@ private:
 
 // Normal form of a tag as the dictionary keys it: repeating groups 50xx and
 // 60xx become 50FF/60FF, then dictPrivateNormalForm applies.
-unsigned int dictNormalizeTag(unsigned int tag);
+BRENIK3_API unsigned int dictNormalizeTag(unsigned int tag);
 // Private data elements (odd group, element not 0000): element xxyy becomes
 // FFyy, element 00yy becomes 00FF. Other tags are returned unchanged.
-unsigned int dictPrivateNormalForm(unsigned int tag);
+BRENIK3_API unsigned int dictPrivateNormalForm(unsigned int tag);
 
-extern DcDict Dict;
+extern BRENIK3_API DcDict Dict;
 
 #endif

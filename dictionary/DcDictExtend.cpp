@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "dictionary/DcDict.h"
+#include "dictionary/DcDictTables.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
 #include "internal/Text.h"

@@ -3,12 +3,13 @@
 
 #include "dictionary/DcDictTypes.h"
 #include "foundation/DcList.h"
+#include "foundation/Export.h"
 
 enum BUF_TYPE { BUF_MEMORY = 0, BUF_DISK = 1, BUF_NONE = 2 };
 
 // A piece of encoded data: a memory block, or len bytes at offset in an open
 // file. The owning descriptor frees the block (free) and closes the handle.
-class DcBuf : public DcNode {
+class BRENIK3_API DcBuf : public DcNode {
 public:
     DcBuf();
     DcBuf(void* buf, unsigned int len, DICT_UID xferSyn);
@@ -50,7 +51,7 @@ private:
     void release();
 };
 
-class DcBufList : public DcList {
+class BRENIK3_API DcBufList : public DcList {
 public:
     DcBufList() : DcList(nullptr) {}
     DcBuf* add(DcBuf* node) { return static_cast<DcBuf*>(DcList::add(node)); }

@@ -4,13 +4,14 @@
 #include <cstdio>
 
 #include "foundation/DcNode.h"
+#include "foundation/Export.h"
 
 // Doubly linked list of DcNodes with a caller-positioned cursor and an
 // optional ordering. The list owns its nodes: destroying it destroys them.
 // Copies are shallow: they see the same nodes, which stay owned by the list
 // they were copied from, so a copy never destroys them (neither when it is
 // destroyed nor in destroyAllNodes, where it only lets go of them).
-class DcList {
+class BRENIK3_API DcList {
 public:
     typedef int (*CompFunc)(void*, void*);
 

@@ -2,6 +2,7 @@
 #define BRENIK3_FOUNDATION_DCLOG_H
 
 #include <cstdarg>
+#include "foundation/Export.h"
 
 // Channels and switches are plain ints underneath: callers may pass any
 // number, which the log answers with LOG_ERR_BAD_CHANNEL (or, for a switch,
@@ -23,7 +24,7 @@ enum { LOG_CHANNELS = 4, MSG_BUF_SIZE = 529 };
 // The log: four channels, each on or off and printing to standard output or
 // to a file of its own (opened for appending per message). report is virtual
 // so that an application can install its own log in Log.
-class DcLog {
+class BRENIK3_API DcLog {
 public:
     DcLog();
     virtual ~DcLog();
@@ -56,10 +57,10 @@ private:
     static int slotOf(LOG_MSG channel);
 };
 
-extern DcLog* Log;
-extern char MsgBuf[MSG_BUF_SIZE];
+extern BRENIK3_API DcLog* Log;
+extern BRENIK3_API char MsgBuf[MSG_BUF_SIZE];
 
-int logReport(LOG_MSG channel, const char* function, const char* format, ...)
+BRENIK3_API int logReport(LOG_MSG channel, const char* function, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
 #endif

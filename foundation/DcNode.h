@@ -1,11 +1,13 @@
 #ifndef BRENIK3_FOUNDATION_DCNODE_H
 #define BRENIK3_FOUNDATION_DCNODE_H
 
+#include "foundation/Export.h"
+
 class DcList;
 
 // One link of an intrusive doubly linked list. Everything that is listed
 // (elements, items, records, buffers, PDU items) derives from it.
-class DcNode {
+class BRENIK3_API DcNode {
 public:
     explicit DcNode(void* nodeInfo = nullptr);
     DcNode(const DcNode& other);

@@ -23,5 +23,10 @@ int fuzzPdu(const uint8_t* data, size_t size);
 // after set-up, byte 1 a state to force on the machine (0: none); the rest
 // is what the peer sends over the connection.
 int fuzzAssociation(const uint8_t* data, size_t size);
+// Byte 0 picks the decoder (RLE, JPEG baseline, JPEG lossless, JPEG-LS,
+// JPEG 2000 lossless and lossy, frame location in encapsulated pixel data,
+// inflation of a deflated data set, the JSON reader); the rest is its input,
+// laid out as codec/CodecFuzz.h describes.
+int fuzzCodec(const uint8_t* data, size_t size);
 
 #endif

@@ -22,6 +22,11 @@
 #include "network/DcPduRelease.h"
 #include "tests/media/MediaTestUtil.h"
 
+#ifdef BRENIK3_FUZZ_CODEC
+// make_codec_seeds.cpp: the codec target's seeds; returns the failures.
+int codecSeeds(const std::string& dir);
+#endif
+
 namespace {
 
 std::string outDir;
@@ -329,5 +334,8 @@ int main(int argc, char** argv)
     dicomDirSeeds();
     pduSeeds();
     associationSeeds();
+#ifdef BRENIK3_FUZZ_CODEC
+    failures += codecSeeds(outDir + "/codec");
+#endif
     return failures == 0 ? 0 : 1;
 }

@@ -16,7 +16,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-60}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(dataset file dicomdir pdu association)
+[ ${#targets[@]} -gt 0 ] || targets=(dataset file dicomdir pdu association codec)
 
 build=build-fuzz
 if [ ! -f "$build/CMakeCache.txt" ]; then

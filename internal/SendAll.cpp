@@ -30,9 +30,9 @@ bool waitWritable(int sock, unsigned int seconds)
 
 }
 
-bool pduMutexWaitSeconds(unsigned int seconds)
+bool pduMutexWaitTimeoutAsMillis(unsigned int timeout)
 {
-    return pduMutexWait(static_cast<unsigned int>(toMillis(seconds)));
+    return pduMutexWait(timeout);
 }
 
 bool sendAll(int sock, struct iovec* iov, int count, unsigned int writeTimeoutSeconds)
@@ -47,7 +47,7 @@ bool sendAll(int sock, struct iovec* iov, int count, unsigned int writeTimeoutSe
         msg.msg_iovlen--;
     }
     while (msg.msg_iovlen > 0) {
-        bool obtained = pduMutexWaitSeconds(writeTimeoutSeconds);
+        bool obtained = pduMutexWaitTimeoutAsMillis(writeTimeoutSeconds);
         ssize_t sent = sendmsg(sock, &msg, MSG_NOSIGNAL | MSG_DONTWAIT);
         int error = errno;
         pduMutexRelease(obtained);

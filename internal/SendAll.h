@@ -7,10 +7,13 @@
 
 namespace brenik3 {
 
-// Waits at most the given seconds for the process-wide PDU lock; true when
-// obtained (release it with pduMutexRelease). The exported wait counts
-// milliseconds; the time-outs of a connection are in seconds.
-bool pduMutexWaitSeconds(unsigned int seconds);
+// Waits for the process-wide PDU lock as many milliseconds as a connection's
+// time-out counts seconds (45 s of read time-out: 45 ms); true when obtained
+// (release it with pduMutexRelease). The lock is held only around one send
+// or receive call, and a failed receive keeps it by design, so a waiter must
+// give up after a short while and go on without it, never for the time-out's
+// full length in seconds, which would stall every other connection.
+bool pduMutexWaitTimeoutAsMillis(unsigned int timeout);
 
 // Sends every byte of the pieces on the socket, going on after short sends.
 // Each send call runs under the PDU lock and never blocks; a full socket is

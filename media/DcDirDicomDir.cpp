@@ -8,11 +8,11 @@
 #include <unistd.h>
 
 #include "dictionary/DcDict.h"
-#include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
 #include "media/DcDirRecWalk.h"
 #include "media/dirFile.h"
 #include "media/dirFileIo.h"
+#include "internal/ByteCursor.h"
 
 namespace {
 
@@ -276,9 +276,10 @@ int DcDirDicomDir::frameFile(std::vector<unsigned char>& file)
     DcElemList::frame(file.data() + metaSize, headLen, UID_LITTLE_ENDIAN_EXPLICIT);
 
     unsigned char* sequence = file.data() + base - SEQUENCE_HEADER_SIZE;
-    byteorder::putTag(sequence, T_0004_1220_directoryRecordSequence, false);
-    memcpy(sequence + 4, "SQ\0\0", 4);
-    byteorder::put32(sequence + 8, end - base, false);
+    brenik3::ByteWriter head(sequence, SEQUENCE_HEADER_SIZE, false);
+    head.tag(T_0004_1220_directoryRecordSequence);
+    head.bytes("SQ\0\0", 4);
+    head.u32(end - base);
     unsigned int tailLen = 0;
     if (tail.first() != nullptr)
         tail.frame(file.data() + end, tailLen, UID_LITTLE_ENDIAN_EXPLICIT);

@@ -5,6 +5,7 @@
 
 #include "media/DcDirMetaInfo.h"
 #include "media/DcDirRec.h"
+#include "foundation/Export.h"
 
 // Status codes of the DICOMDIR file set (module 0x56).
 enum {
@@ -43,7 +44,7 @@ enum {
 //   DcDirRec* patient = dir.add(new DcDirRec(DIR_REC_PATIENT));
 //   ... study, series and image records, image->setRefFile("IMG\\0001") ...
 //   dir.write();
-class DcDirDicomDir : public DcDirRec {
+class BRENIK3_API DcDirDicomDir : public DcDirRec {
 public:
     explicit DcDirDicomDir(const char* rootPath);
     // Copies are deep: the records are duplicated.

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "dictionary/DcDictTypes.h"
+#include "foundation/Export.h"
 
 // Status codes of the file functions and the directory records (module 0x58).
 enum {
@@ -37,7 +38,7 @@ enum {
 
 // The file meta information of a file (group 0002). A plain record; copies
 // share the private information bytes read from a file.
-struct DcDirMetaInfo {
+struct BRENIK3_API DcDirMetaInfo {
     unsigned char preamble[DIR_PREAMBLE_SIZE];
     unsigned int version;
     DICT_UID sopClassUid;

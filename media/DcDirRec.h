@@ -8,6 +8,7 @@
 #include "foundation/DcList.h"
 #include "foundation/DcNode.h"
 #include "media/DcDirMetaInfo.h"
+#include "foundation/Export.h"
 
 // Directory record types; the text of each is written in (0004,1430).
 enum DIR_REC : int {
@@ -48,11 +49,11 @@ enum {
 };
 
 // The text of a record type ("UNKNOWN" for a value out of range), and back.
-const char* dirGetDesc(DIR_REC type);
-DIR_REC dirGetType(const char* desc);
+BRENIK3_API const char* dirGetDesc(DIR_REC type);
+BRENIK3_API DIR_REC dirGetType(const char* desc);
 
 // What a record tells about itself and the file it refers to.
-struct DcDirRecInfo {
+struct BRENIK3_API DcDirRecInfo {
     DIR_REC_IN_USE inUse;
     unsigned int refCount;  // MRDR: the number of records referring through it
     char pvtRecUid[DIR_UID_MAX + 1];
@@ -65,7 +66,7 @@ struct DcDirRecInfo {
 class DcDirRec;
 
 // A list of directory records: the lower levels of a record.
-class DcDirRecList : public DcList {
+class BRENIK3_API DcDirRecList : public DcList {
 public:
     DcDirRecList() : DcList(nullptr) {}
     DcDirRec* add(DcDirRec* rec);
@@ -82,7 +83,7 @@ struct DcDirRecWalk;
 // in-use flag, type, File ID, referenced UIDs) live in fields and are added
 // only while the record is framed. The record is also the list of its lower
 // level records, which it owns.
-class DcDirRec : public DcElemList, public DcNode {
+class BRENIK3_API DcDirRec : public DcElemList, public DcNode {
 public:
     explicit DcDirRec(DIR_REC type);
     // Parses the record at offset of an encoded DICOMDIR (buffer holds the

@@ -1,9 +1,9 @@
 // Writing directory records as items of the Directory Record Sequence.
 #include "dataset/DcElemCodec.h"
 #include "dictionary/DcDict.h"
-#include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
 #include "media/DcDirRec.h"
+#include "internal/ByteCursor.h"
 
 namespace {
 
@@ -86,8 +86,9 @@ int DcDirRec::frame(unsigned char* buffer, unsigned int at, unsigned int& length
     if (status == 0)
         status = frameStatus;
     removeStructure();
-    byteorder::putTag(buffer + at, elemcodec::TAG_ITEM, false);
-    byteorder::put32(buffer + at + 4, len, false);
+    brenik3::ByteWriter head(buffer + at, 8, false);
+    head.tag(elemcodec::TAG_ITEM);
+    head.u32(len);
     length = len + 8;
     if (child == DIR_CHILD_INCLUDE)
         for (DcDirRec* rec = first(); rec != nullptr; rec = rec->next()) {

@@ -6,10 +6,10 @@
 #include "dataset/DcElemCodec.h"
 #include "dataset/utilLocate.h"
 #include "dictionary/DcDict.h"
-#include "foundation/ByteOrder.h"
 #include "foundation/DcLog.h"
 #include "media/DcDirRec.h"
 #include "media/DcDirRecWalk.h"
+#include "internal/ByteCursor.h"
 
 namespace {
 
@@ -89,7 +89,9 @@ int DcDirRec::parse(DcDirRecWalk& walk, unsigned int at, unsigned int& nextAt)
     nextAt = 0;
     offset = at;
     unsigned char* item = walk.buffer + at;
-    if (byteorder::getTag(item, false) != elemcodec::TAG_ITEM) {
+    brenik3::ByteReader head(item, at <= walk.length ? walk.length - at : 0, false);
+    uint32_t tag = 0;
+    if (!head.tag(tag) || tag != elemcodec::TAG_ITEM) {
         logReport(LOG_CHANNEL_2, parseName, "Offset - %d (0x%06x), item tag missing", static_cast<int>(at), at);
         walk.fail(DIR_ERR_INVALID);
         return DIR_ERR_INVALID;

@@ -6,6 +6,7 @@
 #include "media/DcDirDicomDir.h"
 #include "media/DcDirMetaInfo.h"
 #include "media/DcDirRec.h"
+#include "foundation/Export.h"
 
 // Status codes of the media manager (module 0x5A).
 enum {
@@ -33,7 +34,7 @@ enum MEDIA_ROLE : int {
 // The media storage services on the files of a DICOMDIR file set, each
 // granted or refused by the role. Every change of the set rewrites the
 // DICOMDIR. Call read() first to work on an existing file set.
-class DcMediaMgr : public DcDirDicomDir {
+class BRENIK3_API DcMediaMgr : public DcDirDicomDir {
 public:
     DcMediaMgr(MEDIA_ROLE role, const char* rootPath);
     DcMediaMgr(const DcMediaMgr& other) = default;

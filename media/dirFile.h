@@ -6,6 +6,7 @@
 
 #include "dataset/DcElemList.h"
 #include "media/DcDirMetaInfo.h"
+#include "foundation/Export.h"
 
 // Reading and writing single files: a 128-byte preamble, "DICM", the meta
 // group 0002 in Explicit VR Little Endian and the data set in the transfer
@@ -14,13 +15,13 @@
 
 // The preamble and meta group of the file at path into info; dataOffset is
 // where the data set begins (0 without meta information, DIR_ERR_NO_META).
-int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& info, unsigned int& dataOffset);
+BRENIK3_API int dirReadFileMetaInfo(const char* path, DcDirMetaInfo& info, unsigned int& dataOffset);
 
 // The whole file: meta information into info, data set into list (whose
 // elements are destroyed first). A file without meta information is read as
 // Implicit VR Little Endian from its first byte. Files above 128 Mbyte are
 // refused (DIR_ERR_SIZE_LIMIT).
-int dirReadFile(const char* path, DcDirMetaInfo& info, DcElemList& list);
+BRENIK3_API int dirReadFile(const char* path, DcDirMetaInfo& info, DcElemList& list);
 
 // Like dirReadFile, for files of any size: everything but the value of the
 // top-level Pixel Data (7FE0,0010) is read into list, and Pixel Data gets a
@@ -29,20 +30,20 @@ int dirReadFile(const char* path, DcDirMetaInfo& info, DcElemList& list);
 // such a list with dirWriteFile streams the pixels from the file. The 128
 // Mbyte limit applies to the bytes read into memory; files up to 2 Gbyte
 // are taken (disk buffer offsets are ints).
-int dirReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemList& list);
+BRENIK3_API int dirReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemList& list);
 
 // Writes list as a file at path, completing unset fields of info from the
 // data set; list keeps its elements whatever the outcome. Pixel Data held on
 // disk is copied from its file in 16384-byte chunks.
-int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list);
+BRENIK3_API int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list);
 
 // Checks info before writing and fills the default implementation version name.
-int dirCheckMetaInfo(DcDirMetaInfo& info);
+BRENIK3_API int dirCheckMetaInfo(DcDirMetaInfo& info);
 
 // The preamble, "DICM" and the meta group of info, appended to out.
-void dirFrameMetaHeader(DcDirMetaInfo& info, std::vector<unsigned char>& out);
+BRENIK3_API void dirFrameMetaHeader(DcDirMetaInfo& info, std::vector<unsigned char>& out);
 
 // Writes dirFrameMetaHeader's bytes to stream; DIR_ERR_IO on a short write.
-int dirWriteMetaHeader(FILE* stream, DcDirMetaInfo& info);
+BRENIK3_API int dirWriteMetaHeader(FILE* stream, DcDirMetaInfo& info);
 
 #endif

@@ -301,7 +301,10 @@ int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
                 status = trailingStatus;
         }
     }
-    if (fclose(out) != 0 && status == 0) {
+    // A write that failed while the stream buffer was emptied leaves only
+    // the stream's error flag behind; fclose alone would not tell.
+    bool failed = ferror(out) != 0;
+    if ((fclose(out) != 0 || failed) && status == 0) {
         logReport(LOG_CHANNEL_2, "dirWriteFile", "Write error, disk may be full");
         status = DIR_ERR_IO;
     }

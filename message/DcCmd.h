@@ -6,6 +6,7 @@
 #include "dictionary/DcDictTags.h"
 #include "foundation/DcLog.h"
 #include "message/DcMsg.h"
+#include "foundation/Export.h"
 
 // Status codes of commands (module 0x0E).
 enum {
@@ -47,13 +48,13 @@ enum {
 };
 
 // One row of a command's parameter list.
-struct DcCmdParm {
+struct BRENIK3_API DcCmdParm {
     int tag;
     int usage;
 };
 
 // How a response takes one element from its request.
-struct DcCmdRspCopy {
+struct BRENIK3_API DcCmdRspCopy {
     int requestTag;
     int responseTag;
     bool required;
@@ -61,7 +62,7 @@ struct DcCmdRspCopy {
 };
 
 // How a response class builds itself from its request.
-struct DcCmdRspRule {
+struct BRENIK3_API DcCmdRspRule {
     const char* function;     // reporting name, as "DcCmdCStoreRsp::parseRequest"
     CMD_TYPE requestType;
     const char* requestName;  // as "C-STORE-RQ"
@@ -76,7 +77,7 @@ struct DcCmdRspRule {
 // The base of the DIMSE commands: the command field, the data set rule, the
 // parameter list that says which elements the command must hold, and the
 // checks made when elements are added and before the command is sent.
-class DcCmd : public DcMsg {
+class BRENIK3_API DcCmd : public DcMsg {
 public:
     // Copies take a parameter list of their own; as for every message copy,
     // their element lists start empty.

@@ -2,9 +2,10 @@
 #define BRENIK3_MESSAGE_DCCMDCCANCEL_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // The C-CANCEL request.
-class DcCmdCCancelRq : public DcCmd {
+class BRENIK3_API DcCmdCCancelRq : public DcCmd {
 public:
     DcCmdCCancelRq();
 

@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDCECHO_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the C-ECHO response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The C-ECHO request.
-class DcCmdCEchoRq : public DcCmd {
+class BRENIK3_API DcCmdCEchoRq : public DcCmd {
 public:
     DcCmdCEchoRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The C-ECHO response.
-class DcCmdCEchoRsp : public DcCmd {
+class BRENIK3_API DcCmdCEchoRsp : public DcCmd {
 public:
     DcCmdCEchoRsp();
     // Fills the response from the C-ECHO request that it answers.

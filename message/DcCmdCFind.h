@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDCFIND_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the C-FIND response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The C-FIND request.
-class DcCmdCFindRq : public DcCmd {
+class BRENIK3_API DcCmdCFindRq : public DcCmd {
 public:
     DcCmdCFindRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The C-FIND response.
-class DcCmdCFindRsp : public DcCmd {
+class BRENIK3_API DcCmdCFindRsp : public DcCmd {
 public:
     DcCmdCFindRsp();
     // Fills the response from the C-FIND request that it answers.

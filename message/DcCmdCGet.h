@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDCGET_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the C-GET response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The C-GET request.
-class DcCmdCGetRq : public DcCmd {
+class BRENIK3_API DcCmdCGetRq : public DcCmd {
 public:
     DcCmdCGetRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The C-GET response.
-class DcCmdCGetRsp : public DcCmd {
+class BRENIK3_API DcCmdCGetRsp : public DcCmd {
 public:
     DcCmdCGetRsp();
     // Fills the response from the C-GET request that it answers.

@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDCMOVE_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the C-MOVE response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The C-MOVE request.
-class DcCmdCMoveRq : public DcCmd {
+class BRENIK3_API DcCmdCMoveRq : public DcCmd {
 public:
     DcCmdCMoveRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The C-MOVE response.
-class DcCmdCMoveRsp : public DcCmd {
+class BRENIK3_API DcCmdCMoveRsp : public DcCmd {
 public:
     DcCmdCMoveRsp();
     // Fills the response from the C-MOVE request that it answers.

@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDCSTORE_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the C-STORE response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The C-STORE request.
-class DcCmdCStoreRq : public DcCmd {
+class BRENIK3_API DcCmdCStoreRq : public DcCmd {
 public:
     DcCmdCStoreRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The C-STORE response.
-class DcCmdCStoreRsp : public DcCmd {
+class BRENIK3_API DcCmdCStoreRsp : public DcCmd {
 public:
     DcCmdCStoreRsp();
     // Fills the response from the C-STORE request that it answers.

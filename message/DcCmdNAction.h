@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDNACTION_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the N-ACTION response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The N-ACTION request.
-class DcCmdNActionRq : public DcCmd {
+class BRENIK3_API DcCmdNActionRq : public DcCmd {
 public:
     DcCmdNActionRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The N-ACTION response.
-class DcCmdNActionRsp : public DcCmd {
+class BRENIK3_API DcCmdNActionRsp : public DcCmd {
 public:
     DcCmdNActionRsp();
     // Fills the response from the N-ACTION request that it answers.

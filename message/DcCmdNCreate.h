@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDNCREATE_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the N-CREATE response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The N-CREATE request.
-class DcCmdNCreateRq : public DcCmd {
+class BRENIK3_API DcCmdNCreateRq : public DcCmd {
 public:
     DcCmdNCreateRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The N-CREATE response.
-class DcCmdNCreateRsp : public DcCmd {
+class BRENIK3_API DcCmdNCreateRsp : public DcCmd {
 public:
     DcCmdNCreateRsp();
     // Fills the response from the N-CREATE request that it answers.

@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDNDELETE_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the N-DELETE response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The N-DELETE request.
-class DcCmdNDeleteRq : public DcCmd {
+class BRENIK3_API DcCmdNDeleteRq : public DcCmd {
 public:
     DcCmdNDeleteRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The N-DELETE response.
-class DcCmdNDeleteRsp : public DcCmd {
+class BRENIK3_API DcCmdNDeleteRsp : public DcCmd {
 public:
     DcCmdNDeleteRsp();
     // Fills the response from the N-DELETE request that it answers.

@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDNEVENT_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the N-EVENT-REPORT response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The N-EVENT-REPORT request.
-class DcCmdNEventRq : public DcCmd {
+class BRENIK3_API DcCmdNEventRq : public DcCmd {
 public:
     DcCmdNEventRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The N-EVENT-REPORT response.
-class DcCmdNEventRsp : public DcCmd {
+class BRENIK3_API DcCmdNEventRsp : public DcCmd {
 public:
     DcCmdNEventRsp();
     // Fills the response from the N-EVENT-REPORT request that it answers.

@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDNGET_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the N-GET response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The N-GET request.
-class DcCmdNGetRq : public DcCmd {
+class BRENIK3_API DcCmdNGetRq : public DcCmd {
 public:
     DcCmdNGetRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The N-GET response.
-class DcCmdNGetRsp : public DcCmd {
+class BRENIK3_API DcCmdNGetRsp : public DcCmd {
 public:
     DcCmdNGetRsp();
     // Fills the response from the N-GET request that it answers.

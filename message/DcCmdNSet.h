@@ -2,6 +2,7 @@
 #define BRENIK3_MESSAGE_DCCMDNSET_H
 
 #include "message/DcCmd.h"
+#include "foundation/Export.h"
 
 // Status codes of the N-SET response.
 enum {
@@ -11,7 +12,7 @@ enum {
 };
 
 // The N-SET request.
-class DcCmdNSetRq : public DcCmd {
+class BRENIK3_API DcCmdNSetRq : public DcCmd {
 public:
     DcCmdNSetRq();
 
@@ -20,7 +21,7 @@ private:
 };
 
 // The N-SET response.
-class DcCmdNSetRsp : public DcCmd {
+class BRENIK3_API DcCmdNSetRsp : public DcCmd {
 public:
     DcCmdNSetRsp();
     // Fills the response from the N-SET request that it answers.

@@ -5,13 +5,14 @@
 
 #include "foundation/DcNode.h"
 #include "message/DcMsg.h"
+#include "foundation/Export.h"
 
 // Status code of information objects.
 enum { IOD_ERR_NULL_ARG = 0x2401 };
 
 // An information object: the data set that follows a command. Being a node,
 // it can be kept in lists.
-class DcIod : public DcMsg, public DcNode {
+class BRENIK3_API DcIod : public DcMsg, public DcNode {
 public:
     DcIod();
 

@@ -3,6 +3,7 @@
 
 #include "dictionary/DcDictTypes.h"
 #include "network/DcPduDataTf.h"
+#include "foundation/Export.h"
 
 // Status code of messages.
 enum { MSG_ERR_UNKNOWN_COMMAND = 0x2A02 };
@@ -29,7 +30,7 @@ enum MSG_TYPE : int {
 
 // What travels over an association: a DIMSE command or an information
 // object, each a data set that can send itself as P-DATA-TF PDUs.
-class DcMsg : public DcPduDataTf {
+class BRENIK3_API DcMsg : public DcPduDataTf {
 public:
     int getType(MSG_TYPE& type);
     // The dictionary's description of the type, as "C-STORE Request".

@@ -144,21 +144,32 @@ int DcPdu::readBuf(unsigned char* buf, unsigned int& len, PDU_BLOCK block)
     unsigned int chunk = std::min(len, info.maxPduLen);
     unsigned int count = 0;
     int status = 0;
+    // Bytes already queued are taken at once; the wait is only for a socket
+    // that has nothing yet, which saves a poll per read on a busy connection.
+    bool waited = sockConv <= 0;
     while (count < len) {
-        if (!waitReadable(sockConv, block, info.readTimeout)) {
+        if (waited && !waitReadable(sockConv, block, info.readTimeout)) {
             status = PDU_ERR_TIMEOUT;
             break;
         }
-        bool obtained = brenik3::pduMutexWaitSeconds(info.readTimeout);
+        bool obtained = brenik3::pduMutexWaitTimeoutAsMillis(info.readTimeout);
         ssize_t got;
         do {
-            got = recv(sockConv, buf + count, std::min(len - count, chunk), 0);
+            got = recv(sockConv, buf + count, std::min(len - count, chunk), MSG_DONTWAIT);
         } while (got < 0 && errno == EINTR);
-        pduMutexRelease(obtained);
+        int error = errno;
+        waited = got < 0 && (error == EAGAIN || error == EWOULDBLOCK);
+        if (waited) {
+            pduMutexRelease(obtained);
+            continue;
+        }
         if (got <= 0) {
+            // A failed receive keeps the lock; later waiters go on after
+            // their own short wait.
             status = PDU_ERR_CONNECTION;
             break;
         }
+        pduMutexRelease(obtained);
         count += static_cast<unsigned int>(got);
     }
     len = count;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include "foundation/Export.h"
 
 // Upper-layer PDU type codes as they travel in the first header byte.
 enum PDU_TYPE : int {
@@ -34,36 +35,36 @@ enum {
 };
 
 // Transfer limits of one connection, handed to every PDU by the state machine.
-struct DcPduInfo {
+struct BRENIK3_API DcPduInfo {
     unsigned int maxPduLen = 65536;  // framing buffer size and largest receive request
     unsigned int readTimeout = 45;   // seconds per wait for readable data
     unsigned int writeTimeout = 15;  // seconds
 };
 
 // Bit 0: copy every PDU read to a dump file; bit 1: every PDU written.
-extern int PduDumpFlag;
+extern BRENIK3_API int PduDumpFlag;
 enum { PDU_DUMP_READ = 1, PDU_DUMP_WRITE = 2 };
 
 // The process-wide lock taken around every single receive and send. It is
 // waited for at most the connection's read or write time-out; on time-out
 // the caller goes on without it. It is never held across a wait for the
 // socket, so a wait for it is short unless a holder is stuck.
-extern std::recursive_timed_mutex DcPduMutex;
+extern BRENIK3_API std::recursive_timed_mutex DcPduMutex;
 
 // Waits at most the given milliseconds for DcPduMutex; true when obtained.
-bool pduMutexWait(unsigned int milliseconds);
+BRENIK3_API bool pduMutexWait(unsigned int milliseconds);
 // Releases DcPduMutex if the matching wait obtained it.
-void pduMutexRelease(bool obtained);
+BRENIK3_API void pduMutexRelease(bool obtained);
 
 // Creates the next dump file ("_pdu.%04d.rq.rd" and the like) in the current
 // directory and returns its descriptor (negative when it cannot be created).
-int pduDumpCreate(int type, bool reading);
+BRENIK3_API int pduDumpCreate(int type, bool reading);
 // Appends to a dump file; failures are ignored, as a dump is only a diagnosis aid.
-void pduDumpWrite(int fd, const void* data, size_t len);
+BRENIK3_API void pduDumpWrite(int fd, const void* data, size_t len);
 
 // The base of every protocol data unit: header reading, body reading and the
 // framing-and-send step, all on the attached conversation socket.
-class DcPdu {
+class BRENIK3_API DcPdu {
 public:
     DcPdu();
     explicit DcPdu(PDU_TYPE type);

@@ -2,6 +2,7 @@
 #define BRENIK3_NETWORK_DCPDUABORT_H
 
 #include "network/DcPdu.h"
+#include "foundation/Export.h"
 
 // Status codes of the A-ABORT PDU (module 0x46).
 enum {
@@ -11,12 +12,12 @@ enum {
 };
 
 // Content of an A-ABORT.
-struct DcPduInfoAbort {
+struct BRENIK3_API DcPduInfoAbort {
     unsigned int source;  // 0 service-user, 2 service-provider
     unsigned int reason;  // provider reason, sent only when source is not 0
 };
 
-class DcPduAbort : public DcPdu {
+class BRENIK3_API DcPduAbort : public DcPdu {
 public:
     DcPduAbort();
     explicit DcPduAbort(int sock);

@@ -5,6 +5,7 @@
 
 #include "dictionary/DcDict.h"
 #include "foundation/ByteOrder.h"
+#include "internal/ByteCursor.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
 #include "internal/Text.h"
@@ -38,46 +39,11 @@ void uidString(DICT_UID uid, char* out)
 
 }
 
-// Appends bytes to the framing buffer; running past its capacity marks the
-// frame as overflowed instead of writing.
-class DcPduAssoAcRq::Framer {
+// The framing buffer, in network byte order, with the item shapes of this PDU.
+class DcPduAssoAcRq::Framer : public brenik3::ByteWriter {
 public:
-    Framer(unsigned char* buffer, unsigned int capacity) : buf(buffer), cap(capacity) {}
+    Framer(unsigned char* buffer, unsigned int capacity) : ByteWriter(buffer, capacity, true) {}
 
-    unsigned int pos = 0;
-    bool overflow = false;
-
-    void bytes(const void* data, unsigned int len)
-    {
-        if (!fits(len))
-            return;
-        memcpy(buf + pos, data, len);
-        pos += len;
-    }
-    void zeros(unsigned int len)
-    {
-        if (!fits(len))
-            return;
-        memset(buf + pos, 0, len);
-        pos += len;
-    }
-    void u8(unsigned int value)
-    {
-        unsigned char byte = static_cast<unsigned char>(value);
-        bytes(&byte, 1);
-    }
-    void u16(unsigned int value)
-    {
-        unsigned char be[2];
-        byteorder::put16(be, static_cast<uint16_t>(value), true);
-        bytes(be, 2);
-    }
-    void u32(uint32_t value)
-    {
-        unsigned char be[4];
-        byteorder::put32(be, value, true);
-        bytes(be, 4);
-    }
     // An item holding a text without terminator or padding.
     void textItem(unsigned int itemType, const char* text)
     {
@@ -88,37 +54,15 @@ public:
         bytes(text, len);
     }
     // Starts an item whose 16-bit length is filled in by endItem.
-    unsigned int beginItem(unsigned int itemType)
+    size_t beginItem(unsigned int itemType)
     {
-        unsigned int start = pos;
+        size_t start = pos();
         u8(itemType);
         u8(0);
         u16(0);
         return start;
     }
-    void endItem(unsigned int start)
-    {
-        if (!overflow)
-            byteorder::put16(buf + start + 2, static_cast<uint16_t>(pos - start - ITEM_HEAD_LEN), true);
-    }
-    void patch32(unsigned int at, uint32_t value)
-    {
-        if (!overflow)
-            byteorder::put32(buf + at, value, true);
-    }
-
-private:
-    unsigned char* buf;
-    unsigned int cap;
-
-    bool fits(unsigned int len)
-    {
-        if (overflow || len > cap - pos) {
-            overflow = true;
-            return false;
-        }
-        return true;
-    }
+    void endItem(size_t start) { patch16(start + 2, static_cast<unsigned int>(pos() - start - ITEM_HEAD_LEN)); }
 };
 
 DcPduAssoAcRq::DcPduAssoAcRq(PDU_TYPE type) : DcPduAssoAcRq(0, type)
@@ -266,7 +210,7 @@ int DcPduAssoAcRq::frameAsso(unsigned char* buf)
         return ASSO_ERR_DATA;
     }
 
-    unsigned int userInfo = out.beginItem(PDU_ASSO_ITEM_USER_INFO);
+    size_t userInfo = out.beginItem(PDU_ASSO_ITEM_USER_INFO);
     out.u8(PDU_ASSO_ITEM_MAX_LEN);
     out.u8(0);
     out.u16(4);
@@ -291,12 +235,12 @@ int DcPduAssoAcRq::frameAsso(unsigned char* buf)
         out.textItem(PDU_ASSO_ITEM_IMPL_VER_NAME, acRqInfo->implVerName);
     out.endItem(userInfo);
 
-    if (out.overflow) {
+    if (out.overflowed()) {
         logReport(LOG_CHANNEL_2, function, "PDU exceeds buffer length %u", frameCapacity());
         return ASSO_ERR_DATA;
     }
-    out.patch32(2, out.pos - PDU_HEADER_LEN);
-    length = static_cast<uint16_t>(out.pos);
+    out.patch32(2, static_cast<uint32_t>(out.pos() - PDU_HEADER_LEN));
+    length = static_cast<uint16_t>(out.pos());
     return 0;
 }
 
@@ -315,7 +259,7 @@ int DcPduAssoAcRq::presCtxItemFrame(Framer& out, DcPduPresCtxItem& item)
         return ASSO_ERR_DATA;
     }
     char uid[PDU_UID_LEN + 1];
-    unsigned int start = out.beginItem(item.type);
+    size_t start = out.beginItem(item.type);
     out.u8(item.presCtxId);
     out.u8(0);
     out.u8(type == PDU_ASSO_AC ? item.result : 0);

@@ -3,6 +3,7 @@
 
 #include "dictionary/DcDictTypes.h"
 #include "network/DcPdu.h"
+#include "foundation/Export.h"
 
 // Status codes of the A-ASSOCIATE-RQ and -AC PDUs (module 0x48).
 enum {
@@ -42,7 +43,7 @@ enum {
 enum { PDU_ROLE_SCP = 1, PDU_ROLE_SCU = 2 };
 
 // What an association PDU carries besides its presentation contexts.
-struct DcPduInfoAcRq {
+struct BRENIK3_API DcPduInfoAcRq {
     char calledAeTitle[PDU_AE_TITLE_LEN + 1] = {};
     char callingAeTitle[PDU_AE_TITLE_LEN + 1] = {};
     char appCtxName[PDU_UID_LEN + 1] = {};
@@ -52,7 +53,7 @@ struct DcPduInfoAcRq {
 };
 
 // One presentation context: proposed (type 0x20) or answered (type 0x21).
-struct DcPduPresCtxItem {
+struct BRENIK3_API DcPduPresCtxItem {
     unsigned int type = PRES_CTX_TYPE_RQ;
     unsigned int presCtxId = 0;
     DICT_UID abstractSyntax = UID_NONE;  // UID_NONE when unknown
@@ -63,7 +64,7 @@ struct DcPduPresCtxItem {
 
 // A-ASSOCIATE-RQ and A-ASSOCIATE-AC: framing and parsing of the record, the
 // presentation-context items and the user information.
-class DcPduAssoAcRq : public DcPdu {
+class BRENIK3_API DcPduAssoAcRq : public DcPdu {
 public:
     explicit DcPduAssoAcRq(PDU_TYPE type);
     DcPduAssoAcRq(int sock, PDU_TYPE type);
@@ -104,13 +105,13 @@ private:
     unsigned int roleValue[PDU_PRES_CTX_MAX];
 };
 
-class DcPduAssoRq : public DcPduAssoAcRq {
+class BRENIK3_API DcPduAssoRq : public DcPduAssoAcRq {
 public:
     DcPduAssoRq() : DcPduAssoAcRq(PDU_ASSO_RQ) {}
     explicit DcPduAssoRq(int sock) : DcPduAssoAcRq(sock, PDU_ASSO_RQ) {}
 };
 
-class DcPduAssoAc : public DcPduAssoAcRq {
+class BRENIK3_API DcPduAssoAc : public DcPduAssoAcRq {
 public:
     DcPduAssoAc() : DcPduAssoAcRq(PDU_ASSO_AC) {}
     explicit DcPduAssoAc(int sock) : DcPduAssoAcRq(sock, PDU_ASSO_AC) {}

@@ -2,6 +2,7 @@
 #define BRENIK3_NETWORK_DCPDUASSORJ_H
 
 #include "network/DcPdu.h"
+#include "foundation/Export.h"
 
 // Status codes of the A-ASSOCIATE-RJ PDU (module 0x4A).
 enum {
@@ -10,13 +11,13 @@ enum {
 };
 
 // Content of an A-ASSOCIATE-RJ; only the low byte of each field travels.
-struct DcPduInfoRj {
+struct BRENIK3_API DcPduInfoRj {
     unsigned int result;  // 1 rejected-permanent, 2 rejected-transient
     unsigned int source;  // 1 service-user, 2 provider (ACSE), 3 provider (presentation)
     unsigned int reason;
 };
 
-class DcPduAssoRj : public DcPdu {
+class BRENIK3_API DcPduAssoRj : public DcPdu {
 public:
     DcPduAssoRj();
     explicit DcPduAssoRj(int sock);

@@ -7,6 +7,7 @@
 #include "dataset/DcElemList.h"
 #include "foundation/DcBuf.h"
 #include "network/DcPdu.h"
+#include "foundation/Export.h"
 
 // Status code of the data transfer PDU; a failed send gives PDU_ERR_CONNECTION.
 enum { PDU_DATA_TF_ERR = 0x3C01 };
@@ -23,7 +24,7 @@ enum {
 enum { PDV_MCH_COMMAND = 0x01, PDV_MCH_LAST = 0x02, PDV_MCH_LIMIT = 4 };
 
 // Transfer information of a P-DATA-TF PDU.
-struct DcPduInfoTf {
+struct BRENIK3_API DcPduInfoTf {
     unsigned char presCtxId = 0;
     unsigned char msgCtrlHdr = 0;
     DICT_UID xferSyn = UID_LITTLE_ENDIAN_IMPLICIT;
@@ -35,7 +36,7 @@ struct DcPduInfoTf {
 // values streamed from their files. Receiving: one PDU is read and the data
 // of each PDV kept as a buffer of the fragment list, to be joined and parsed
 // once the whole message has arrived.
-class DcPduDataTf : public DcPdu {
+class BRENIK3_API DcPduDataTf : public DcPdu {
 public:
     DcPduDataTf();
     explicit DcPduDataTf(int sock);
@@ -52,6 +53,13 @@ public:
     // Reads the rest of a P-DATA-TF PDU whose type bytes have been read; each
     // fragment is also appended to dumpHandle unless it is -1.
     int read(int dumpHandle, PDU_BLOCK block);
+    // Opt-in for the transport: fragments read from now on are appended to
+    // one growing memory block at the end of into's fragment list (this
+    // PDU's own when into is null) instead of one buffer each, so that a
+    // message received in memory is parsed without joining its fragments.
+    // into must outlive the reads; nothing else may add to its list meanwhile
+    // except through another PDU gathering into it.
+    void gatherInto(DcPduDataTf* into);
     // Sends the element list: the command, then the data set.
     int write() override;
 
@@ -100,12 +108,17 @@ protected:
     unsigned int maxPduLen;
     DcBufList* fragments;
     DcElemList* elemList;
+    DcPduDataTf* gatherTarget = nullptr;  // where fragments go, see gatherInto
+    DcBuf* gatherBlock = nullptr;         // the growing block in this PDU's list
+    size_t gatherCapacity = 0;            // bytes allocated for gatherBlock
 
 private:
     int verifyInfo(DcPduInfoTf& infoTf);
     int writeCmd(DcElemList* cmd);
     int writeDataBufList(DcElemList* data);
     int readFragment(unsigned int fragLen, int dumpHandle, PDU_BLOCK block);
+    int readGathered(unsigned int fragLen, int dumpHandle, PDU_BLOCK block);
+    bool growGatherBlock(size_t need);
     int parseRun(DcBuf* from, DcBuf* to, DICT_UID xfer, DICT_VR& pixelVr);
     int addPixelExtent(DcBuf* disk, DICT_UID xfer, DICT_VR pixelVr);
     void copyTransferInfo(const DcPduDataTf& other);

@@ -62,8 +62,15 @@ int DcPduDataTf::read(int dumpHandle, PDU_BLOCK block)
     return 0;
 }
 
+void DcPduDataTf::gatherInto(DcPduDataTf* into)
+{
+    gatherTarget = into != nullptr ? into : this;
+}
+
 int DcPduDataTf::readFragment(unsigned int fragLen, int dumpHandle, PDU_BLOCK block)
 {
+    if (gatherTarget != nullptr)
+        return readGathered(fragLen, dumpHandle, block);
     unsigned int capacity = std::min<unsigned int>(fragLen, PDV_READ_STEP);
     unsigned char* frag = static_cast<unsigned char*>(malloc(std::max(capacity, 1u)));
     if (frag == nullptr)
@@ -90,5 +97,64 @@ int DcPduDataTf::readFragment(unsigned int fragLen, int dumpHandle, PDU_BLOCK bl
     if (dumpHandle != -1)
         pduDumpWrite(dumpHandle, frag, fragLen);
     fragments->add(new DcBuf(frag, fragLen, xferSyn));
+    return 0;
+}
+
+// The block grows only when full, to twice its size or to hold the next
+// piece read (at most PDV_READ_STEP), so whatever lengths the peer claims,
+// its capacity stays within twice what was received plus one step.
+bool DcPduDataTf::growGatherBlock(size_t need)
+{
+    size_t used = gatherBlock != nullptr ? gatherBlock->getLen() : 0;
+    if (used + need > UINT32_MAX)
+        return false;
+    size_t capacity = std::min<size_t>(std::max(gatherCapacity * 2, used + need), UINT32_MAX);
+    void* old = gatherBlock != nullptr ? gatherBlock->getBuf() : nullptr;
+    void* grown = realloc(old, capacity);
+    if (grown == nullptr)
+        return false;
+    // The buffer takes the moved block without freeing the old address.
+    DcBuf moved(grown, static_cast<unsigned int>(used), xferSyn);
+    if (gatherBlock == nullptr)
+        gatherBlock = fragments->add(new DcBuf);
+    gatherBlock->move(&moved);
+    gatherCapacity = capacity;
+    return true;
+}
+
+int DcPduDataTf::readGathered(unsigned int fragLen, int dumpHandle, PDU_BLOCK block)
+{
+    DcPduDataTf* into = gatherTarget;
+    if (fragLen == 0)
+        return 0;
+    if (into->gatherBlock != nullptr && into->fragments->last() != into->gatherBlock) {
+        into->gatherBlock = nullptr;
+        into->gatherCapacity = 0;
+    }
+    if (into->gatherBlock == nullptr && !into->growGatherBlock(std::min<unsigned int>(fragLen, PDV_READ_STEP)))
+        return PDU_DATA_TF_ERR;
+    size_t start = into->gatherBlock->getLen();
+    unsigned int got = 0;
+    while (got < fragLen) {
+        size_t used = start + got;
+        bool room = used < into->gatherCapacity ||
+                    into->growGatherBlock(std::min<unsigned int>(fragLen - got, PDV_READ_STEP));
+        unsigned int piece = 0;
+        int status = PDU_DATA_TF_ERR;
+        if (room) {
+            unsigned char* data = static_cast<unsigned char*>(into->gatherBlock->getBuf());
+            piece = static_cast<unsigned int>(std::min<size_t>(into->gatherCapacity - used, fragLen - got));
+            status = readBuf(data + used, piece, block);
+        }
+        if (status != 0) {
+            // As unread: a fragment cut short is not kept.
+            into->gatherBlock->setLen(static_cast<unsigned int>(start));
+            return PDU_DATA_TF_ERR;
+        }
+        got += piece;
+        into->gatherBlock->setLen(static_cast<unsigned int>(start + got));
+    }
+    if (dumpHandle != -1)
+        pduDumpWrite(dumpHandle, static_cast<unsigned char*>(into->gatherBlock->getBuf()) + start, fragLen);
     return 0;
 }

@@ -16,14 +16,18 @@
 
 namespace {
 
+// Bytes read from a file at a time when sending a value held on disk.
+const unsigned int DISK_CHUNK = 1024 * 1024;
+
 // Elements of group 0000 that stay out of the command sent.
 bool isUnsentCommandElement(unsigned short element)
 {
     return element == 0x0001 || element == 0x0200 || element == 0x0300;
 }
 
-// Reads exactly len bytes from the file's current position.
-bool readAll(int fd, unsigned char* buf, unsigned int len)
+// Reads up to len bytes from the file's current position; returns how many
+// were read before the end of the file or an error.
+unsigned int readUpTo(int fd, unsigned char* buf, unsigned int len)
 {
     unsigned int got = 0;
     while (got < len) {
@@ -31,10 +35,10 @@ bool readAll(int fd, unsigned char* buf, unsigned int len)
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            return false;
+            break;
         got += static_cast<unsigned int>(n);
     }
-    return true;
+    return got;
 }
 
 void frameTfHeader(unsigned char* header, unsigned int fragLen, unsigned char presCtxId, unsigned char msgCtrlHdr)
@@ -57,35 +61,55 @@ bool isLastWithData(DcBuf* buf)
     return true;
 }
 
-// Sends one fragment, header and data in one call, then the optional dump of both.
+// Sends fragments in batches, headers and data of several PDUs in one call,
+// then the optional dump of each. Queued data must stay in place until flush.
 class FragmentSender {
 public:
+    enum { BATCH = 64 };
+
     FragmentSender(int sock, unsigned char presCtxId, unsigned int writeTimeout)
         : sock(sock), presCtxId(presCtxId), writeTimeout(writeTimeout)
     {
     }
 
-    bool send(const unsigned char* data, unsigned int len, unsigned char msgCtrlHdr)
+    // Queues one fragment; a full queue is sent first.
+    bool add(const unsigned char* data, unsigned int len, unsigned char msgCtrlHdr)
     {
-        unsigned char header[PDV_HEADER_LEN];
-        frameTfHeader(header, len, presCtxId, msgCtrlHdr);
-        struct iovec iov[2] = {{header, sizeof header}, {const_cast<unsigned char*>(data), len}};
-        bool sent = brenik3::sendAll(sock, iov, len > 0 ? 2 : 1, writeTimeout);
-        if (sent && (PduDumpFlag & PDU_DUMP_WRITE)) {
+        if (queued == BATCH && !flush())
+            return false;
+        frameTfHeader(headers[queued], len, presCtxId, msgCtrlHdr);
+        iov[2 * queued] = {headers[queued], PDV_HEADER_LEN};
+        iov[2 * queued + 1] = {const_cast<unsigned char*>(data), len};
+        queued++;
+        return true;
+    }
+
+    bool flush()
+    {
+        if (queued == 0)
+            return true;
+        int count = queued;
+        queued = 0;
+        if (!brenik3::sendAll(sock, iov, 2 * count, writeTimeout))
+            return false;
+        for (int at = 0; (PduDumpFlag & PDU_DUMP_WRITE) && at < count; at++) {
             int fd = pduDumpCreate(PDU_DATA_TF, false);
             if (fd >= 0) {
-                pduDumpWrite(fd, header, sizeof header);
-                pduDumpWrite(fd, data, len);
+                pduDumpWrite(fd, headers[at], PDV_HEADER_LEN);
+                pduDumpWrite(fd, iov[2 * at + 1].iov_base, iov[2 * at + 1].iov_len);
                 close(fd);
             }
         }
-        return sent;
+        return true;
     }
 
 private:
     int sock;
     unsigned char presCtxId;
     unsigned int writeTimeout;
+    int queued = 0;
+    unsigned char headers[BATCH][PDV_HEADER_LEN];
+    struct iovec iov[2 * BATCH];
 };
 
 }
@@ -177,8 +201,8 @@ int DcPduDataTf::writeCmd(DcElemList* cmd)
 }
 
 // Full fragments hold F = maxPduLen - 32 bytes. Memory buffers are sent in
-// place; disk buffers are read one fragment at a time into a single F-byte
-// buffer. A fragment never spans two buffers.
+// place; disk buffers are read several fragments at a time (about
+// DISK_CHUNK bytes) into one buffer. A fragment never spans two buffers.
 int DcPduDataTf::writeDataBufList(DcElemList* data)
 {
     static const char* const function = "DcPduDataTf::writeDataBufList";
@@ -187,6 +211,7 @@ int DcPduDataTf::writeDataBufList(DcElemList* data)
         return PDU_DATA_TF_ERR;
     }
     unsigned int fragMax = maxPduLen - PDV_FRAGMENT_RESERVE;
+    unsigned int chunkFrags = std::max(1u, std::min<unsigned int>(FragmentSender::BATCH, DISK_CHUNK / fragMax));
 
     int exclude[] = {T_7fe0_0010_pixelData, -1};
     unsigned int size = 0;
@@ -214,7 +239,12 @@ int DcPduDataTf::writeDataBufList(DcElemList* data)
         bool onDisk = buf->getType() == BUF_DISK;
         const unsigned char* from = static_cast<const unsigned char*>(buf->getBuf());
         if (onDisk) {
-            if (diskBuf == nullptr && (diskBuf = static_cast<unsigned char*>(malloc(fragMax))) == nullptr) {
+            if (!sender.flush()) {
+                status = PDU_ERR_CONNECTION;
+                break;
+            }
+            size_t diskLen = size_t(fragMax) * chunkFrags;
+            if (diskBuf == nullptr && (diskBuf = static_cast<unsigned char*>(malloc(diskLen))) == nullptr) {
                 logReport(LOG_CHANNEL_2, function, "Out of memory for a fragment of %u bytes", fragMax);
                 status = PDU_DATA_TF_ERR;
                 break;
@@ -224,27 +254,46 @@ int DcPduDataTf::writeDataBufList(DcElemList* data)
                 status = PDU_DATA_TF_ERR;
                 break;
             }
-            from = diskBuf;
         }
         unsigned int total = buf->getLen();
-        for (unsigned int done = 0; done < total;) {
-            unsigned int piece = std::min(fragMax, total - done);
-            if (onDisk && !readAll(buf->getHandle(), diskBuf, piece)) {
-                logReport(LOG_CHANNEL_2, function, "disk buffer read error, blkLen - %d, outLenCount - %d",
-                          static_cast<int>(piece), static_cast<int>(done));
-                status = PDU_DATA_TF_ERR;
-                break;
+        for (unsigned int done = 0; done < total && status == 0;) {
+            unsigned int span = total - done;
+            if (onDisk) {
+                span = static_cast<unsigned int>(std::min<uint64_t>(span, uint64_t(fragMax) * chunkFrags));
+                unsigned int got = readUpTo(buf->getHandle(), diskBuf, span);
+                if (got < span) {
+                    // The whole fragments read still go out, as if read one by one.
+                    unsigned int whole = got - got % fragMax;
+                    for (unsigned int at = 0; at < whole && status == 0; at += fragMax)
+                        if (!sender.add(diskBuf + at, fragMax, 0))
+                            status = PDU_ERR_CONNECTION;
+                    if (status == 0 && !sender.flush())
+                        status = PDU_ERR_CONNECTION;
+                    if (status == 0) {
+                        logReport(LOG_CHANNEL_2, function, "disk buffer read error, blkLen - %d, outLenCount - %d",
+                                  static_cast<int>(std::min(fragMax, total - done - whole)),
+                                  static_cast<int>(done + whole));
+                        status = PDU_DATA_TF_ERR;
+                    }
+                    break;
+                }
+                from = diskBuf;
             }
-            done += piece;
-            unsigned char mch = (lastBuf && done == total) ? PDV_MCH_LAST : 0;
-            if (!sender.send(from, piece, mch)) {
-                status = PDU_ERR_CONNECTION;
-                break;
-            }
-            if (!onDisk)
+            for (unsigned int at = 0; at < span && status == 0;) {
+                unsigned int piece = std::min(fragMax, span - at);
+                at += piece;
+                unsigned char mch = (lastBuf && done + at == total) ? PDV_MCH_LAST : 0;
+                if (!sender.add(from, piece, mch))
+                    status = PDU_ERR_CONNECTION;
                 from += piece;
+            }
+            done += span;
+            if (status == 0 && onDisk && !sender.flush())
+                status = PDU_ERR_CONNECTION;
         }
     }
+    if (status == 0 && !sender.flush())
+        status = PDU_ERR_CONNECTION;
     free(diskBuf);
     return status;
 }

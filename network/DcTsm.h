@@ -3,9 +3,9 @@
 
 #include <chrono>
 
-#include <netinet/in.h>
 
 #include "network/DcPdu.h"
+#include "foundation/Export.h"
 
 // Status codes of the state machine and its sockets (module 0x40).
 enum {
@@ -56,11 +56,11 @@ enum { TSM_CONN_NONE = 0, TSM_CONN_REQUESTER = 1, TSM_CONN_ACCEPTOR = 2 };
 
 // The process-wide listening table: four slots shared by every acceptor.
 enum { TSM_LISTEN_SLOTS = 4, TSM_LISTEN_BACKLOG = 5, TSM_HOST_NAME_LEN = 80 };
-extern int DcScpSockListen[TSM_LISTEN_SLOTS];      // -1 marks a free slot
-extern int DcScpPort[TSM_LISTEN_SLOTS];
-extern int DcScpListenRefCount[TSM_LISTEN_SLOTS];
+extern BRENIK3_API int DcScpSockListen[TSM_LISTEN_SLOTS];      // -1 marks a free slot
+extern BRENIK3_API int DcScpPort[TSM_LISTEN_SLOTS];
+extern BRENIK3_API int DcScpListenRefCount[TSM_LISTEN_SLOTS];
 
-struct DcTsmTcpInfo {
+struct BRENIK3_API DcTsmTcpInfo {
     int tulValue;          // carried for the layers above, not interpreted here
     int port;              // listening port of an acceptor
     int sockConv;          // conversation socket, 0 when none
@@ -70,7 +70,7 @@ struct DcTsmTcpInfo {
 };
 
 // Time-outs in seconds.
-struct DcTsmTimeoutInfo {
+struct BRENIK3_API DcTsmTimeoutInfo {
     DcTsmTimeoutInfo() : connectTimeout(15), readTimeout(45), writeTimeout(15) {}
     unsigned int connectTimeout;  // how long a non-blocking accept waits
     unsigned int readTimeout;     // socket receive time-out and PDU read wait
@@ -82,7 +82,7 @@ struct DcTsmTimeoutInfo {
 typedef void (*DcTsmArtimCB)(unsigned int, unsigned int, unsigned long, unsigned long, unsigned long);
 
 // Argument of the A-ASSOCIATE request event: where to connect.
-struct DcTsmConnectArg {
+struct BRENIK3_API DcTsmConnectArg {
     const char* host;
     int port;
 };
@@ -95,7 +95,7 @@ enum { TSM_ARTIM_TIMEOUT = 30 };
 // Construction, destruction and the ARTIM ownership are in DcTsm.cpp, the
 // sockets in DcTsmTransport.cpp, the transition table and the remaining
 // actions in the state-machine source.
-class DcTsm {
+class BRENIK3_API DcTsm {
 public:
     DcTsm(TSM_ROLE role, int port, DcTsmArtimCB artimCB);
     DcTsm(const DcTsm&) = delete;
@@ -113,6 +113,12 @@ public:
     int getStartupStatus() { return startupStatus; }
     // 0 none, 1 opened as requester, 2 opened as acceptor.
     int getConnSide() { return connSide; }
+    // Extension: takes a connection that the caller accepted on the listening
+    // socket itself (a server whose parent process only accepts and hands each
+    // connection to a worker), as if this acceptor had accepted it; ARTIM then
+    // guards the A-ASSOCIATE-RQ awaited on it. The machine must hold no
+    // connection yet. Not used unless called.
+    int adoptConnection(int sock);
 
 protected:
     int stateMachine(TSM_EVENT event, void* arg);
@@ -173,7 +179,9 @@ protected:
 
     // Transport.
     DcPdu* pdu;               // bare PDU that reads the next PDU type
-    struct sockaddr_in sockAddr;  // bind address, then the peer of each accept
+    // The bind address, then the peer of each accept: a sockaddr_in held as
+    // bytes, so that this header needs no socket headers.
+    alignas(4) unsigned char sockAddr[16];
     int connSide;
     DcTsmTcpInfo tcpInfo;
     unsigned int maxPduLen;
@@ -200,6 +208,6 @@ private:
 
 // Reports a failed socket call: "winSock error %s" with the symbolic name of
 // the error, or "0x%x" for one without a name.
-void tsmReportSockError(const char* function, int error);
+BRENIK3_API void tsmReportSockError(const char* function, int error);
 
 #endif

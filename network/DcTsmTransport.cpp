@@ -126,10 +126,12 @@ int DcTsm::sockListenOpen(int port)
         tsmReportSockError("DcTsm::sockListenOpen - gethostbyname", lookupError(lookup));
         return TSM_ERR_RESOLVE;
     }
-    memset(&sockAddr, 0, sizeof sockAddr);
-    sockAddr.sin_family = AF_INET;
-    sockAddr.sin_port = htons(static_cast<uint16_t>(port));
-    sockAddr.sin_addr.s_addr = htonl(INADDR_ANY);
+    sockaddr_in any{};
+    static_assert(sizeof any == sizeof sockAddr, "sockAddr holds a sockaddr_in");
+    any.sin_family = AF_INET;
+    any.sin_port = htons(static_cast<uint16_t>(port));
+    any.sin_addr.s_addr = htonl(INADDR_ANY);
+    memcpy(sockAddr, &any, sizeof any);
 
     int sock = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (sock < 0) {
@@ -224,6 +226,22 @@ int DcTsm::sockConvOpenClient(const char* host, int port)
     delete pdu;
     pdu = new DcPdu();
     pdu->attach(sock);
+    return setTimeoutInfo();
+}
+
+int DcTsm::adoptConnection(int sock)
+{
+    if (sock <= 0 || tcpInfo.sockConv > 0) {
+        logReport(LOG_CHANNEL_2, "DcTsm::adoptConnection", "No socket to adopt, or a conversation is open");
+        return TSM_ERR_NO_CONVERSATION;
+    }
+    setNoDelay(sock);
+    tcpInfo.sockConv = sock;
+    connSide = TSM_CONN_ACCEPTOR;
+    delete pdu;
+    pdu = new DcPdu();
+    pdu->attach(sock);
+    artimStart();
     return setTimeoutInfo();
 }
 

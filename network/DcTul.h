@@ -6,6 +6,8 @@
 #include "network/DcPduAssoRj.h"
 #include "network/DcPduDataTf.h"
 #include "network/DcTsm.h"
+#include "foundation/Export.h"
+#include "network/DcTulDataSetSink.h"
 
 // Status codes of the transport upper layer (module 0x42).
 enum {
@@ -36,13 +38,17 @@ typedef int (*DcMsmPixRecvCB)(void* userData, DcElemList& header, int& pixelData
 
 // Turns service requests into state-machine events, reads the next PDU and
 // feeds it to the machine, and reassembles a DIMSE message from P-DATA-TF PDUs.
-class DcTul : public DcTsm {
+class BRENIK3_API DcTul : public DcTsm {
 public:
     DcTul(TUL_TYPE type, int value);
     ~DcTul() override;
 
     int setArtimTimeout(int seconds);
     int registerPixRecvCB(void* userData, DcMsmPixRecvCB callback);
+    // Extension: data sets that the sink takes (DcTulDataSetSink) bypass
+    // reassembly and the pixel callback; null (the default) switches it off.
+    // The sink stays owned by the caller.
+    void setDataSetSink(DcTulDataSetSink* sink) { dataSetSink = sink; }
     void setState(TSM_STATE newState) { state = newState; }
 
     int event00_connectScu(const char* host, int port);
@@ -74,6 +80,9 @@ private:
     int processPduDataTf(DcPduDataTf* target, DcPduDataTf* source, int& pixState, unsigned int& count,
                          DICT_UID xferSyn);
     int callPixRecvCB(DcPduDataTf* pdu, DICT_UID xferSyn);
+    // Whether a message is received whole into memory: no pixel file, no
+    // pixel callback. Its fragments are then read into one block.
+    bool receivesInMemory() const { return tcpInfo.pixelDataHandle == -1 && pixRecvCB == nullptr; }
     // Waits for the next PDU while this machine's ARTIM timer runs, and
     // turns its expiry into the ARTIM event.
     int artimWait(PDU_BLOCK block);
@@ -83,7 +92,10 @@ private:
                       const unsigned char* delimiterTag);
     int writePixels(const unsigned char* data, unsigned int len);
 
+    int sinkFragments(DcPduDataTf* source);
+
     DcMsmPixRecvCB pixRecvCB;
+    DcTulDataSetSink* dataSetSink = nullptr;
     void* pixRecvUserData;
     TUL_TYPE tulType;
     int tulValue;

@@ -96,6 +96,9 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
         break;
     case PDU_DATA_TF:
         pdu = new DcPduDataTf();
+        // A data set sink takes the fragments one by one as they come.
+        if (receivesInMemory() && dataSetSink == nullptr)
+            static_cast<DcPduDataTf*>(pdu)->gatherInto(nullptr);
         event = TSM_EVT10;
         break;
     case PDU_RELEASE_RQ:
@@ -191,21 +194,29 @@ int DcTul::readPduDataTf(DcPduDataTf* pdu, DICT_UID xferSyn, PDU_BLOCK block)
     pixelRemaining = UNDEFINED_LENGTH;
     pixelFileStart = -1;
     pixelWriteFailed = false;
-    int status = processPduDataTf(pdu, pdu, pixState, count, xferSyn);
     DcPduInfoTf info;
     pdu->getInfo(info);
+    bool sunk = dataSetSink != nullptr && (info.msgCtrlHdr & PDV_MCH_COMMAND) == 0 &&
+                dataSetSink->begin(info.presCtxId, xferSyn);
+    int status = sunk ? sinkFragments(pdu) : processPduDataTf(pdu, pdu, pixState, count, xferSyn);
     unsigned char lastHeader = info.msgCtrlHdr;
 
     DcPduDataTf next;
     givePduLimits(next);
+    if (receivesInMemory() && dataSetSink == nullptr)
+        next.gatherInto(pdu);
     while (status == 0 && (lastHeader & PDV_MCH_LAST) == 0) {
         PDU_TYPE type;
         status = readNextPduType(type, block);
+        if (sunk && (status != 0 || type == 0))
+            dataSetSink->end(status != 0 ? status : TUL_ERR_DATA);
         if (status != 0)
             return status;
         if (type == 0)
             return 0;
         if (type != PDU_DATA_TF) {
+            if (sunk)
+                dataSetSink->end(TUL_ERR_DATA);
             logReport(LOG_CHANNEL_2, function,
                       "Out-of-sequence PDU 0x%02x received, expecting P-DATA-TF PDU, association will be closed",
                       static_cast<unsigned int>(type));
@@ -216,8 +227,10 @@ int DcTul::readPduDataTf(DcPduDataTf* pdu, DICT_UID xferSyn, PDU_BLOCK block)
             break;
         next.getInfo(info);
         lastHeader = info.msgCtrlHdr;
-        status = processPduDataTf(pdu, &next, pixState, count, xferSyn);
+        status = sunk ? sinkFragments(&next) : processPduDataTf(pdu, &next, pixState, count, xferSyn);
     }
+    if (sunk)
+        dataSetSink->end(status != 0 ? status : (lastHeader & PDV_MCH_LAST) ? 0 : TUL_ERR_DATA);
 
     if (pixelWriteFailed) {
         if ((lastHeader & PDV_MCH_LAST) == 0)
@@ -235,11 +248,28 @@ int DcTul::readPduDataTf(DcPduDataTf* pdu, DICT_UID xferSyn, PDU_BLOCK block)
     return TUL_ERR_DATA;
 }
 
+// Hands every fragment of the PDU to the data set sink, then drops it.
+int DcTul::sinkFragments(DcPduDataTf* source)
+{
+    for (DcBuf* buf = source->firstBuf(); buf != nullptr; buf = source->firstBuf()) {
+        source->subtract(buf);
+        int status = dataSetSink->bytes(static_cast<const unsigned char*>(buf->getBuf()), buf->getLen());
+        delete buf;
+        if (status != 0) {
+            logReport(LOG_CHANNEL_2, "DcTul::readPduDataTf",
+                      "Data set sink returned error code 0x%x, association will be closed",
+                      static_cast<unsigned int>(status));
+            return TUL_ERR_DATA;
+        }
+    }
+    return 0;
+}
+
 int DcTul::processPduDataTf(DcPduDataTf* target, DcPduDataTf* source, int& pixState, unsigned int& count,
                             DICT_UID xferSyn)
 {
     static const char* const function = "DcTul::processPduDataTf";
-    if (tcpInfo.pixelDataHandle == -1 && pixRecvCB == nullptr) {
+    if (receivesInMemory()) {
         for (DcBuf* buf = source->firstBuf(); buf != nullptr;) {
             DcBuf* following = buf->next();
             count += buf->getLen();

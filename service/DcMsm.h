@@ -5,6 +5,7 @@
 
 #include "network/DcTul.h"
 #include "service/DcMsmInfo.h"
+#include "foundation/Export.h"
 
 class DcMsg;
 class DcCmdCEchoRq;
@@ -52,7 +53,7 @@ enum { MSM_ACCEPT_AE_TITLES = 64 };
 
 // One association endpoint, as requester (SCU) or acceptor (SCP): set-up
 // and negotiation, message exchange, release and abort.
-class DcMsm : public DcTul {
+class BRENIK3_API DcMsm : public DcTul {
 public:
     DcMsm(const char* aeTitle, MSM_ROLE role, int port);
     DcMsm(const DcMsm&) = delete;
@@ -80,6 +81,9 @@ public:
     // Replaces the connection socket; returns the previous one.
     int setStreamHandle(int socket);
     int getStreamHandle(int& socket);
+    // Extension: the result, source and reason of the last A-ASSOCIATE-RJ
+    // received (all 0 when none came), to say why connect was rejected.
+    DcPduInfoRj getRejectInfo() { return lastReject; }
 
 private:
     int setAeTitle(const char* title);
@@ -117,6 +121,7 @@ private:
     char implClassUid[MSM_UID_LEN + 1];
     char implVerName[MSM_VER_NAME_LEN + 1];
     DcMsmAssoInfo assoInfo;
+    DcPduInfoRj lastReject = {0, 0, 0};
 };
 
 #endif

@@ -200,6 +200,12 @@ void DcMsm::peerAddress(char* text)
     if (tcpInfo.sockConv > 0 && getpeername(tcpInfo.sockConv, reinterpret_cast<sockaddr*>(&peer), &len) == 0 &&
         peer.sin_family == AF_INET)
         inet_ntop(AF_INET, &peer.sin_addr, text, MSM_IP_ADDRESS_LEN + 1);
+    else if (connSide == TSM_CONN_ACCEPTOR) {
+        // A caller that has already reset the connection: the address its accept gave.
+        memcpy(&peer, sockAddr, sizeof peer);
+        if (peer.sin_family == AF_INET)
+            inet_ntop(AF_INET, &peer.sin_addr, text, MSM_IP_ADDRESS_LEN + 1);
+    }
 }
 
 int DcMsm::scpAssoRqRsp(DcPduAssoRq* rq)

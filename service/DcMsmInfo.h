@@ -6,6 +6,7 @@
 
 #include "dictionary/DcDictTypes.h"
 #include "network/DcTsm.h"
+#include "foundation/Export.h"
 
 // Role bits of a DcMsm, or the role proposed for one SOP class.
 enum MSM_ROLE { MSM_ROLE_NONE = 0, MSM_ROLE_SCP = 1, MSM_ROLE_SCU = 2, MSM_ROLE_BOTH = 3 };
@@ -33,7 +34,7 @@ enum {
 };
 
 // One SOP class with its transfer syntaxes in order of preference.
-struct DcMsmSopXferSyn {
+struct BRENIK3_API DcMsmSopXferSyn {
     DcMsmSopXferSyn();
     // Implicit VR Little Endian unless xferSyn (ended by 0) names others.
     DcMsmSopXferSyn(DICT_UID sopClass, DICT_UID* xferSyn, MSM_ROLE role);
@@ -45,7 +46,7 @@ struct DcMsmSopXferSyn {
 };
 
 // Parameters of connect as SCP.
-struct DcMsmScpInfo {
+struct BRENIK3_API DcMsmScpInfo {
     DcMsmScpInfo();
 
     char** acceptAeTitles;          // calling AE titles to accept, ended by null
@@ -59,7 +60,7 @@ struct DcMsmScpInfo {
 };
 
 // Parameters of connect as SCU.
-struct DcMsmScuInfo {
+struct BRENIK3_API DcMsmScuInfo {
     DcMsmScuInfo();
 
     char calledAeTitle[MSM_AE_TITLE_LEN + 1];
@@ -73,7 +74,7 @@ struct DcMsmScuInfo {
 };
 
 // What an association negotiated.
-struct DcMsmAssoInfo {
+struct BRENIK3_API DcMsmAssoInfo {
     DcMsmAssoInfo();
     void printInfo(FILE* stream);
 

@@ -91,6 +91,8 @@ int DcMsm::read(DICT_UID* sopClass, DcMsg** msg, MSM_BLOCK_READ blockRead, MSM_B
                 releaseAssociation();
                 return MSM_READ_REJECTED;
             case PDU_ASSO_RJ:
+                if (const DcPduInfoRj* rj = static_cast<DcPduAssoRj*>(pdu)->getInfo())
+                    lastReject = *rj;
                 delete pdu;
                 return MSM_READ_REJECTED;
             case PDU_DATA_TF:

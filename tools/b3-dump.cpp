@@ -7,6 +7,10 @@
 #include <Brenik3.h>
 
 #include "common/CommandLine.h"
+#ifdef BRENIK3_TOOLS_CODECS
+#include "common/CodecFrame.h"
+#include "common/CodecJson.h"
+#endif
 #include "common/DataSetPrinter.h"
 #include "common/ReadFile.h"
 #include "common/Tags.h"
@@ -90,6 +94,17 @@ int main(int argc, char** argv)
     cl.flag("-m", "--meta", "print only the file meta information", metaOnly);
     cl.number("-w", "--width", "CHARS", "cut values longer than CHARS characters (default 64, 0: never)", width, 0,
               1000000);
+#ifdef BRENIK3_TOOLS_CODECS
+    bool json = false;
+    bool frames = false;
+    cl.flag(nullptr, "--frames", "decode every frame instead, and name those that cannot be decoded", frames);
+    std::string jsonFile = "-";
+    long bulk = 0;
+    cl.flag("-j", "--json", "write the file as the DICOM JSON model instead (binary values inline, Base64)", json);
+    cl.text(nullptr, "--json-file", "OUT", "with --json, one FILE: write to OUT instead of standard output", jsonFile);
+    cl.number(nullptr, "--bulk", "BYTES", "with --json-file: binary values above BYTES go to files beside OUT", bulk, 0,
+              0x7FFFFFFF);
+#endif
     cl.note("Exit status: 0 when every file was printed, 1 when a file could not be read, 2 on a bad command line.");
     int status = cl.parse(argc, argv, 1, -1);
     if (status >= 0)
@@ -97,6 +112,15 @@ int main(int argc, char** argv)
 
     bool allRead = true;
     const std::vector<std::string>& files = cl.operands();
+#ifdef BRENIK3_TOOLS_CODECS
+    if (json)
+        return dumpJson(cl.program(), files, jsonFile, static_cast<size_t>(bulk));
+    if (frames) {
+        for (const std::string& file : files)
+            allRead &= reportFrames(cl.program(), file);
+        return allRead ? EXIT_OK : EXIT_FAILED;
+    }
+#endif
     for (size_t i = 0; i < files.size(); i++) {
         if (files.size() > 1)
             printf("%s== %s\n", i > 0 ? "\n" : "", files[i].c_str());

@@ -1,4 +1,5 @@
 // b3-echo: checks that a DICOM peer answers (C-ECHO), and how fast.
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <string>
@@ -69,11 +70,13 @@ int main(int argc, char** argv)
     DICT_UID sops[] = {UID_VERIFICATION, UID_NONE};
     info.sopList = sops;
     info.timeouts.readTimeout = static_cast<unsigned int>(peer.timeout);
+    info.maxPduLen = static_cast<unsigned int>(peer.maxPdu);
     auto start = std::chrono::steady_clock::now();
     status = msm.connect(peer.host.c_str(), info);
+    int error = errno;
     if (status != MSM_READ_ACCEPTED) {
         fail(cl.program(), "no association with %s at %s:%ld: %s", peer.calledAet.c_str(), peer.host.c_str(),
-             peer.port, outcomeText(status).c_str());
+             peer.port, connectFailureText(msm, status, error).c_str());
         msm.closeAssociation();
         return EXIT_FAILED;
     }

@@ -1,5 +1,6 @@
 // b3-find: a query SCU (C-FIND). Sends one identifier built from -k keys and
 // prints each match as a tree.
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -75,10 +76,12 @@ int main(int argc, char** argv)
     DICT_UID sops[] = {model, UID_NONE};
     info.sopList = sops;
     info.timeouts.readTimeout = static_cast<unsigned int>(peer.timeout);
+    info.maxPduLen = static_cast<unsigned int>(peer.maxPdu);
     status = msm.connect(peer.host.c_str(), info);
+    int error = errno;
     if (status != MSM_READ_ACCEPTED) {
         fail(cl.program(), "no association with %s at %s:%ld: %s", peer.calledAet.c_str(), peer.host.c_str(),
-             peer.port, outcomeText(status).c_str());
+             peer.port, connectFailureText(msm, status, error).c_str());
         msm.closeAssociation();
         delete rq;
         return EXIT_FAILED;

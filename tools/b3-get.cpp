@@ -72,10 +72,12 @@ int main(int argc, char** argv)
     snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "%s", peer.calledAet.c_str());
     info.sopXferList = contexts.data();
     info.timeouts.readTimeout = static_cast<unsigned int>(peer.timeout);
+    info.maxPduLen = static_cast<unsigned int>(peer.maxPdu);
     status = msm.connect(peer.host.c_str(), info);
+    int error = errno;
     if (status != MSM_READ_ACCEPTED) {
         fail(cl.program(), "no association with %s at %s:%ld: %s", peer.calledAet.c_str(), peer.host.c_str(),
-             peer.port, outcomeText(status).c_str());
+             peer.port, connectFailureText(msm, status, error).c_str());
         msm.closeAssociation();
         return EXIT_FAILED;
     }

@@ -1,11 +1,13 @@
 // b3-mkimage: makes synthetic CT-like slices as Part 10 files, to have
 // something to send, dump and look at without a scanner.
+#include <cerrno>
 #include <filesystem>
 #include <string>
 
 #include <Brenik3.h>
 
 #include "common/CommandLine.h"
+#include "common/ErrorText.h"
 #include "common/SyntheticImage.h"
 #include "common/Tags.h"
 
@@ -85,8 +87,9 @@ int main(int argc, char** argv)
         DcDirMetaInfo meta;
         meta.xferSyn = xfer;
         status = dirWriteFile(path.c_str(), meta, list);
+        int error = errno;
         if (status != 0) {
-            fail(cl.program(), "could not write %s (status 0x%04x)", path.c_str(), status);
+            fail(cl.program(), "could not write %s: %s", path.c_str(), fileErrorText(status, error).c_str());
             return EXIT_FAILED;
         }
     }

@@ -10,6 +10,10 @@
 #include <Brenik3.h>
 
 #include "common/CommandLine.h"
+#ifdef BRENIK3_TOOLS_CODECS
+#include "common/CodecFrame.h"
+#endif
+#include "common/ErrorText.h"
 #include "common/ReadFile.h"
 #include "common/Png.h"
 #include "common/Tags.h"
@@ -79,7 +83,8 @@ bool readInfo(DcElemList& list, ImageInfo& info, std::string& problem)
         return false;
     }
     bool grey = info.samplesPerPixel == 1 && (info.photometric == "MONOCHROME1" || info.photometric == "MONOCHROME2");
-    bool rgb = info.samplesPerPixel == 3 && info.photometric == "RGB";
+    // Colour JPEG (YBR) decodes to RGB; the decoder says so once it has run.
+    bool rgb = info.samplesPerPixel == 3 && (info.photometric == "RGB" || info.photometric.compare(0, 3, "YBR") == 0);
     if (!grey && !rgb) {
         problem = "photometric interpretation '" + info.photometric + "' with " +
                   std::to_string(info.samplesPerPixel) + " samples is not supported";
@@ -90,6 +95,7 @@ bool readInfo(DcElemList& list, ImageInfo& info, std::string& problem)
     return true;
 }
 
+#ifndef BRENIK3_TOOLS_CODECS
 // Copies len bytes at offset of the element's raw value (memory or disk
 // buffers, one after another) into out.
 bool readRawBytes(DcElem& elem, size_t offset, size_t len, std::vector<unsigned char>& out)
@@ -121,6 +127,8 @@ bool readRawBytes(DcElem& elem, size_t offset, size_t len, std::vector<unsigned 
     }
     return done == len;
 }
+
+#endif
 
 double windowed(double value, double center, double width, double top)
 {
@@ -165,9 +173,16 @@ int main(int argc, char** argv)
 
     DcDirMetaInfo meta;
     DcElemList list;
+#ifdef BRENIK3_TOOLS_CODECS
+    status = readAnyFile(input, meta, list);
+    int error = errno;
+    if (status != 0) {
+        fail(cl.program(), "cannot read %s: %s", input.c_str(), fileErrorText(status, error).c_str());
+#else
     status = readDicomFile(input, meta, list);
     if (status != 0) {
         fail(cl.program(), "cannot read %s: %s (status 0x%04x)", input.c_str(), failure(status), status);
+#endif
         return EXIT_FAILED;
     }
     ImageInfo info;
@@ -176,6 +191,7 @@ int main(int argc, char** argv)
         fail(cl.program(), "%s: %s", input.c_str(), problem.c_str());
         return EXIT_FAILED;
     }
+#ifndef BRENIK3_TOOLS_CODECS
     if (meta.xferSyn != UID_LITTLE_ENDIAN_IMPLICIT && meta.xferSyn != UID_LITTLE_ENDIAN_EXPLICIT &&
         meta.xferSyn != UID_BIG_ENDIAN_EXPLICIT &&
         static_cast<int>(meta.xferSyn) != UID_XFER_DEFLATED_EXPLICIT_VR_LITTLE_ENDIAN) {
@@ -183,6 +199,7 @@ int main(int argc, char** argv)
              uidDescription(meta.xferSyn).c_str());
         return EXIT_FAILED;
     }
+#endif
     if (frame > info.frames) {
         fail(cl.program(), "%s has %d frame%s, not %ld", input.c_str(), info.frames, info.frames == 1 ? "" : "s",
              frame);
@@ -196,16 +213,31 @@ int main(int argc, char** argv)
 
     size_t bytesPerSample = info.bitsAllocated / 8;
     size_t samples = static_cast<size_t>(info.rows) * info.columns * info.samplesPerPixel;
+#ifndef BRENIK3_TOOLS_CODECS
     size_t frameBytes = samples * bytesPerSample;
+#endif
     std::vector<unsigned char> raw;
+#ifdef BRENIK3_TOOLS_CODECS
+    bool bigEndian = false;
+    if (!decodeFrame(list, meta.xferSyn, static_cast<unsigned int>(frame - 1), raw, info.photometric, problem)) {
+        fail(cl.program(), "%s: %s", input.c_str(), problem.c_str());
+        return EXIT_FAILED;
+    }
+    if (info.samplesPerPixel == 3 && info.photometric != "RGB") {
+        fail(cl.program(), "%s: photometric interpretation '%s' is not supported", input.c_str(),
+             info.photometric.c_str());
+        return EXIT_FAILED;
+    }
+#else
+    bool bigEndian = meta.xferSyn == UID_BIG_ENDIAN_EXPLICIT;
     if (!readRawBytes(*pixelData, frameBytes * static_cast<size_t>(frame - 1), frameBytes, raw)) {
         fail(cl.program(), "%s: pixel data shorter than %d frame%s of %zu bytes", input.c_str(), info.frames,
              info.frames == 1 ? "" : "s", frameBytes);
         return EXIT_FAILED;
     }
 
+#endif
     // Stored values, in pixel order with channels interleaved.
-    bool bigEndian = meta.xferSyn == UID_BIG_ENDIAN_EXPLICIT;
     std::vector<double> values(samples);
     unsigned int storedMask = info.bitsStored >= 32 ? 0xFFFFFFFFu : (1u << info.bitsStored) - 1;
     size_t plane = static_cast<size_t>(info.rows) * info.columns;
@@ -256,7 +288,7 @@ int main(int argc, char** argv)
         }
     }
     if (!writePng(output, image)) {
-        fail(cl.program(), "cannot write %s: %s", output.c_str(), strerror(errno));
+        fail(cl.program(), "cannot write %s: %s", output.c_str(), systemErrorText(errno).c_str());
         return EXIT_FAILED;
     }
     printf("wrote %s: %ux%u %s, %ld bits, frame %ld of %d", output.c_str(), image.width, image.height,

@@ -1,8 +1,9 @@
 // b3-receive: a storage SCP. Listens on a port and writes every object it
-// receives as a Part 10 file, one folder per study. Each association is
-// served by a process of its own, forked when a caller is waiting; pixel
-// data goes from the network straight to disk through the pixel receive
-// callback. Files are written under a temporary name and renamed when
+// receives as a Part 10 file, one folder per study: the file meta header,
+// then the data set exactly as it arrived, written once on its way from the
+// network to disk. The parent process only accepts connections and hands
+// each to a process of its own, so a burst of callers never waits in the
+// listen backlog. Files are written under a temporary name and renamed when
 // complete, so an interrupted transfer never leaves a file under its final
 // name. SIGINT and SIGTERM stop the receiver and its running associations.
 #include <cerrno>
@@ -12,6 +13,7 @@
 #include <map>
 #include <poll.h>
 #include <string>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,6 +22,9 @@
 #include <Brenik3.h>
 
 #include "common/CommandLine.h"
+#include "common/CurrentUids.h"
+#include "common/Proposals.h"
+#include "common/ReceivedFile.h"
 #include "common/Tags.h"
 
 using namespace b3tool;
@@ -65,57 +70,66 @@ struct Settings {
     std::string output = "received";
     long port = 0;
     long timeout = 30;
+    long maxPdu = 65536;
+    bool acceptAll = false;
     std::vector<std::string> acceptCalling;
 };
 
-// The storage SOP classes of the dictionary's UID table, each accepted in
-// every encapsulated syntax and the three uncompressed ones. The acceptor's
-// order decides, and encapsulated syntaxes come first: a sender that offers
-// its compressed pixel data as it is gets it stored as it is.
-std::vector<DcMsmSopXferSyn> storageContexts()
+// The acceptance table for what the caller proposes: every storage SOP
+// class of the current standard (any SOP class with acceptAll) and
+// Verification, each in the transfer syntaxes proposed for it that the
+// standard knows, in the caller's order, so that the caller's first choice
+// wins and its data arrives as it has it. UIDs new to the dictionary are
+// added to it (this process serves one association only).
+std::vector<DcMsmSopXferSyn> acceptanceFor(const std::vector<Proposal>& proposals, bool acceptAll)
 {
-    std::vector<DICT_UID> syntaxes;
-    for (int uid = UID_JPEG_BASELINE; uid <= UID_RLE_LOSSLESS; uid++)
-        syntaxes.push_back(static_cast<DICT_UID>(uid));
-    syntaxes.insert(syntaxes.end(), {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT,
-                                     UID_NONE});
-
     std::vector<DcMsmSopXferSyn> contexts;
-    for (int uid = UID_VERIFICATION; uid <= UID_BUILTIN_LAST; uid++) {
-        DICT_UID_TYPE type;
-        std::string desc = uidDescription(uid);
-        if (Dict.getUidType(static_cast<DICT_UID>(uid), type) != 0 || type != UID_SOP_CLASS ||
-            desc.find("Storage") == std::string::npos || desc.find("Commitment") != std::string::npos ||
-            uid == UID_MEDIA_STORAGE_DIR_STORAGE)
+    std::map<DICT_UID, size_t> entryOf;
+    const std::string verification = uidText(UID_VERIFICATION);
+    for (const Proposal& proposal : proposals) {
+        bool wanted = proposal.sopClass == verification || findStorageSopClass(proposal.sopClass) != nullptr ||
+                      (acceptAll && !proposal.sopClass.empty());
+        if (!wanted || contexts.size() + 1 >= MSM_PRES_CTX_MAX)
             continue;
-        contexts.emplace_back(static_cast<DICT_UID>(uid), syntaxes.data(), MSM_ROLE_NONE);
+        DICT_UID sopClass = dictUid(proposal.sopClass, UID_SOP_CLASS);
+        if (sopClass == UID_NONE)
+            continue;
+        if (!entryOf.count(sopClass)) {
+            entryOf[sopClass] = contexts.size();
+            DICT_UID none[1] = {UID_NONE};
+            contexts.emplace_back(sopClass, none, MSM_ROLE_NONE);
+            contexts.back().xferSyn[0] = UID_NONE;
+        }
+        DcMsmSopXferSyn& entry = contexts[entryOf[sopClass]];
+        for (const std::string& syntax : proposal.syntaxes) {
+            if (findTransferSyntax(syntax) == nullptr)
+                continue;
+            DICT_UID uid = dictUid(syntax, UID_TRANSFER_SYNTAX);
+            int n = 0;
+            while (n < MSM_XFER_SYN_MAX - 1 && entry.xferSyn[n] != UID_NONE && entry.xferSyn[n] != uid)
+                n++;
+            if (uid != UID_NONE && n < MSM_XFER_SYN_MAX - 1 && entry.xferSyn[n] == UID_NONE) {
+                entry.xferSyn[n] = uid;
+                entry.xferSyn[n + 1] = UID_NONE;
+            }
+        }
     }
-    contexts.emplace_back(UID_VERIFICATION, nullptr, MSM_ROLE_NONE);
     contexts.emplace_back();
     return contexts;
 }
 
-// A UID as a file or folder name: digits and dots only.
-std::string safeName(const std::string& uid, const char* fallback)
-{
-    std::string name;
-    for (char c : uid)
-        name += (isdigit(static_cast<unsigned char>(c)) || c == '.') ? c : '_';
-    return name.empty() || name[0] == '.' ? fallback : name;
-}
-
-std::string textOf(DcElemList& list, int tag)
+std::string commandText(DcMsg& msg, int tag)
 {
     char text[DICT_UID_MAX + 1] = "";
-    list.getValue(tag, text, DICT_UID_MAX, ELEM_VAL_INDEX_KEEP);
+    msg.getValue(tag, text, DICT_UID_MAX, ELEM_VAL_INDEX_KEEP);
     return text;
 }
 
 // One association, served in its own process.
 class Association {
 public:
-    Association(const Settings& settings, int number) : cfg(settings), id(number) {}
-    int serve(int acceptedPipe);
+    Association(const Settings& settings, int number) : cfg(settings), id(number), file(settings.output) {}
+    int serve(int sock);
 
 private:
     const Settings& cfg;
@@ -123,71 +137,69 @@ private:
     std::string peer;
     int stored = 0;
     int failedCount = 0;
+    DcMsmRawStore raw;
+    ReceivedFile file;
+    DcCmdCStoreRq* pending = nullptr;
+    std::string pendingProblem;
+    int nowhere = -1;  // /dev/null, for data sets that have no file to go to
 
-    static int pixelCallback(void* self, DcElemList& header, int& handle, DICT_UID xfer);
-    unsigned short store(DcMsm& msm, DcCmdCStoreRq& rq, DcMsg& data, std::string& where);
+    void request(DcMsm& msm, DcCmdCStoreRq* rq);
+    unsigned short store(std::string& where);
     void answer(DcMsm& msm, DcCmdCStoreRq& rq, unsigned short status);
 };
 
-int Association::pixelCallback(void* self, DcElemList&, int& handle, DICT_UID)
+// A C-STORE request: the file for its data set is opened with the meta
+// header written, and the raw store armed to append the data set to it.
+void Association::request(DcMsm& msm, DcCmdCStoreRq* rq)
 {
-    const Settings& cfg = static_cast<Association*>(self)->cfg;
-    std::string path = cfg.output + "/.b3-pixels-XXXXXX";
-    std::vector<char> name(path.begin(), path.end());
-    name.push_back('\0');
-    int fd = mkstemp(name.data());
-    // Without a file the pixel data stays in memory, and writing the object
-    // then says whether there is room: a failure answers the request only.
-    if (fd < 0)
-        return 0;
-    // Unlinked at once: the data lives while the descriptor does, and
-    // nothing is left behind whatever happens to this process.
-    unlink(name.data());
-    if (handle >= 0)
-        close(handle);
-    handle = fd;
-    return 0;
-}
-
-unsigned short Association::store(DcMsm& msm, DcCmdCStoreRq& rq, DcMsg& data, std::string& where)
-{
-    DcElemList* list = data.getElemList();
-    DcPduInfoTf info;
-    data.getInfo(info);
-    std::string instance = textOf(*list, T_0008_0018_sopInstanceUid);
-    if (instance.empty()) {
-        char fromCommand[DICT_UID_MAX + 1] = "";
-        rq.getValue(T_0000_1000_affectedSopInstanceUid, fromCommand, DICT_UID_MAX, ELEM_VAL_INDEX_KEEP);
-        instance = fromCommand;
-    }
-    std::string folder = cfg.output + "/" + safeName(textOf(*list, T_0020_000d_studyInstanceUid), "unknown-study");
-    if (mkdir(folder.c_str(), 0777) != 0 && errno != EEXIST) {
-        where = folder + ": " + strerror(errno);
-        return STORE_OUT_OF_RESOURCES;
-    }
-    std::string name = safeName(instance, "unknown-instance");
-    where = folder + "/" + name + ".dcm";
-    std::string part = folder + "/." + name + ".dcm.part";
-    snprintf(partialPath, sizeof partialPath, "%s", part.c_str());
-
-    DcDirMetaInfo meta;
-    meta.xferSyn = info.xferSyn;
+    delete pending;
+    pending = rq;
+    pendingProblem.clear();
+    DcPduInfoTf tf;
+    rq->getInfo(tf);
     DcMsmAssoInfo asso;
     msm.getAssoInfo(asso);
+    DcDirMetaInfo meta;
+    meta.sopClassUid = dictUid(commandText(*rq, T_0000_0002_affectedSopClassUid), UID_SOP_CLASS);
+    snprintf(meta.sopInstanceUid, sizeof meta.sopInstanceUid, "%s",
+             commandText(*rq, T_0000_1000_affectedSopInstanceUid).c_str());
+    for (int i = 0; i < MSM_PRES_CTX_MAX; i++)
+        if (asso.presCtxId[i] != 0 && asso.presCtxId[i] == tf.presCtxId)
+            meta.xferSyn = asso.xferSyn[i];
     snprintf(meta.sourceAeTitle, sizeof meta.sourceAeTitle, "%s", asso.callingAeTitle);
-    int status = dirWriteFile(part.c_str(), meta, *list);
-    if (status == 0 && rename(part.c_str(), where.c_str()) != 0)
-        status = errno;
-    if (status != 0) {
-        unlink(part.c_str());
-        partialPath[0] = '\0';
-        char reason[64];
-        snprintf(reason, sizeof reason, " (status 0x%04x)", status);
-        where += reason;
-        return STORE_OUT_OF_RESOURCES;
+    int fd = file.open(meta, pendingProblem);
+    snprintf(partialPath, sizeof partialPath, "%s", file.partialPath().c_str());
+    // Without a file the data set is still taken as it comes, and dropped:
+    // the request fails, memory stays small and the association goes on.
+    if (fd < 0) {
+        if (nowhere < 0)
+            nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        fd = nowhere;
     }
+    raw.expect(fd);
+}
+
+unsigned short Association::store(std::string& where)
+{
+    std::string problem = pendingProblem;
+    int status = raw.status();
+    if (problem.empty() && status != 0) {
+        char code[32];
+        snprintf(code, sizeof code, " (status 0x%04x)", status);
+        problem = status == MSM_ERR_RAW_WRITE ? systemErrorText(raw.writeErrno()) : "data set not received";
+        problem += code;
+    }
+    std::string instance = raw.sopInstanceUid();
+    if (instance.empty())
+        instance = commandText(*pending, T_0000_1000_affectedSopInstanceUid);
+    if (problem.empty() && file.finish(raw.studyInstanceUid(), instance, where, problem)) {
+        partialPath[0] = '\0';
+        return STORE_SUCCESS;
+    }
+    file.discard();
     partialPath[0] = '\0';
-    return STORE_SUCCESS;
+    where = (where.empty() ? instance : where) + ": " + problem;
+    return STORE_OUT_OF_RESOURCES;
 }
 
 void Association::answer(DcMsm& msm, DcCmdCStoreRq& rq, unsigned short status)
@@ -195,16 +207,17 @@ void Association::answer(DcMsm& msm, DcCmdCStoreRq& rq, unsigned short status)
     DcCmdCStoreRsp rsp;
     rsp.parseRequest(&rq);
     rsp.add(new DcElem(T_0000_0900_status, status));
-    DICT_UID sopClass = UID_NONE;
-    rq.getValue(T_0000_0002_affectedSopClassUid, sopClass, ELEM_VAL_INDEX_KEEP);
-    msm.write(sopClass, &rsp);
+    DcPduInfoTf info;
+    rq.getInfo(info);
+    msm.write(info.presCtxId, &rsp);
 }
 
-int Association::serve(int acceptedPipe)
+int Association::serve(int sock)
 {
     installHandler(SIGINT, onStopChild);
     installHandler(SIGTERM, onStopChild);
-    std::vector<DcMsmSopXferSyn> contexts = storageContexts();
+    std::vector<DcMsmSopXferSyn> contexts =
+        acceptanceFor(peekProposals(sock, static_cast<int>(cfg.timeout)), cfg.acceptAll);
     std::vector<char*> accepted;
     for (const std::string& title : cfg.acceptCalling)
         accepted.push_back(const_cast<char*>(title.c_str()));
@@ -214,19 +227,17 @@ int Association::serve(int acceptedPipe)
     DcMsmScpInfo info;
     info.acceptAeTitles = accepted.data();
     info.sopXferList = contexts.data();
+    info.maxPduLen = static_cast<unsigned int>(cfg.maxPdu);
     info.timeouts.readTimeout = static_cast<unsigned int>(cfg.timeout);
-    msm.registerPixRecvCB(this, pixelCallback);
-    int status = msm.connect(info);
-    char done = 1;
-    if (write(acceptedPipe, &done, 1) < 0)
-        status = status == 0 ? errno : status;
-    close(acceptedPipe);
+    msm.setDataSetSink(&raw);
+    int status = msm.adoptConnection(sock);
+    if (status == 0)
+        status = msm.connect(info);
     if (status != 0) {
         printf("[%d] no association: accepting the connection failed (status 0x%04x)\n", id, status);
         return EXIT_FAILED;
     }
 
-    DcCmdCStoreRq* pending = nullptr;
     const char* ending = "connection closed";
     bool open = true;
     while (open) {
@@ -256,19 +267,16 @@ int Association::serve(int acceptedPipe)
         }
         case MSM_READ_MESSAGE:
             if (type == MSG_C_STORE_RQ) {
-                delete pending;
-                pending = static_cast<DcCmdCStoreRq*>(msg);
+                request(msm, static_cast<DcCmdCStoreRq*>(msg));
                 msg = nullptr;
             } else if (type == MSG_IOD && pending != nullptr) {
                 std::string where;
-                unsigned short result = store(msm, *pending, *msg, where);
-                msm.setPixelDataHandle(-1);
+                unsigned short result = store(where);
                 if (result == STORE_SUCCESS) {
                     stored++;
-                    struct stat st = {};
-                    stat(where.c_str(), &st);
-                    printf("[%d] stored %s (%s, %lld bytes)\n", id, where.c_str(),
-                           uidDescription(sopClass).c_str(), static_cast<long long>(st.st_size));
+                    printf("[%d] stored %s (%s, %llu bytes)\n", id, where.c_str(),
+                           describeUid(commandText(*pending, T_0000_0002_affectedSopClassUid)).c_str(),
+                           static_cast<unsigned long long>(raw.length()));
                 } else {
                     failedCount++;
                     printf("[%d] FAILED to store %s\n", id, where.c_str());
@@ -280,18 +288,6 @@ int Association::serve(int acceptedPipe)
                 char desc[DICT_NAME_MAX + 1] = "";
                 msg->getDesc(desc);
                 printf("[%d] ignored %s: only storage is served\n", id, desc);
-            }
-            break;
-        case MSM_READ_NOT_STORED:
-            // The pixel data could not be written (a full disk, say): the
-            // request fails, the association goes on.
-            msm.setPixelDataHandle(-1);
-            if (pending != nullptr) {
-                failedCount++;
-                printf("[%d] FAILED to store an object: its pixel data could not be written\n", id);
-                answer(msm, *pending, STORE_OUT_OF_RESOURCES);
-                delete pending;
-                pending = nullptr;
             }
             break;
         case MSM_READ_RELEASE_RQ:
@@ -312,6 +308,8 @@ int Association::serve(int acceptedPipe)
         fflush(stdout);
     }
     delete pending;
+    pending = nullptr;
+    file.discard();
     msm.closeAssociation();
     if (ending != nullptr)
         printf("[%d] association from %s %s: %d object%s stored, %d failed\n", id, peer.c_str(), ending, stored,
@@ -325,20 +323,6 @@ void reap(std::map<pid_t, int>& children)
     pid_t pid;
     while ((pid = waitpid(-1, &raw, WNOHANG)) > 0)
         children.erase(pid);
-}
-
-// Waits until the new association process has taken its caller.
-void waitUntilAccepted(int fd)
-{
-    pollfd p = {fd, POLLIN, 0};
-    while (!stopRequested) {
-        int ready = poll(&p, 1, POLL_INTERVAL_MS);
-        if (ready > 0)
-            break;
-        if (ready < 0 && errno != EINTR)
-            break;
-    }
-    close(fd);
 }
 
 void stopChildren(std::map<pid_t, int>& children)
@@ -363,11 +347,12 @@ int main(int argc, char** argv)
     Settings cfg;
     CommandLine cl("b3-receive", "-p PORT",
                    "A storage SCP: listens on PORT and writes every object received as a Part 10 file\n"
-                   "FOLDER/<study instance UID>/<SOP instance UID>.dcm, pixel data streamed to disk.\n"
-                   "Accepts the storage SOP classes of the dictionary in the three uncompressed and every\n"
-                   "encapsulated transfer syntax, and answers C-ECHO. Each association is served by a\n"
-                   "process of its own; one line is logged per association and per object. Runs until\n"
-                   "SIGINT or SIGTERM; files are complete when they appear under their final names.");
+                   "FOLDER/<study instance UID>/<SOP instance UID>.dcm: the data set exactly as it arrived,\n"
+                   "behind a file meta header. Accepts every storage SOP class of the current standard (any\n"
+                   "SOP class with --accept-all) in every transfer syntax the standard knows, taking the\n"
+                   "caller's first choice, and answers C-ECHO. Each association is served by a process of\n"
+                   "its own; one line is logged per association and per object. Runs until SIGINT or\n"
+                   "SIGTERM; files are complete when they appear under their final names.");
     cl.number("-p", "--port", "PORT", "TCP port to listen on (required)", cfg.port, 1, 65535);
     cl.text("-o", "--output", "FOLDER", "where the files go (default ./received)", cfg.output);
     cl.text("-aet", "--aetitle", "AET", "our AE title (default B3-RECEIVE)", cfg.aeTitle);
@@ -375,6 +360,10 @@ int main(int argc, char** argv)
             "accept only this calling AE title (repeatable); the called AE title must then be ours\n"
             "                               (default: any calling and called AE title)",
             cfg.acceptCalling);
+    cl.flag("-aa", "--accept-all", "accept any SOP class proposed, not only the standard's storage classes",
+            cfg.acceptAll);
+    cl.number("-pdu", "--max-pdu", "BYTES", "largest PDU we receive (4096 to 4194304, default 65536)", cfg.maxPdu,
+              4096, 4194304);
     cl.number("-to", "--timeout", "SECONDS", "network time-out for reads (default 30)", cfg.timeout, 1, 3600);
     int status = cl.parse(argc, argv, 0, 0);
     if (status >= 0)
@@ -392,15 +381,18 @@ int main(int argc, char** argv)
     installHandler(SIGTERM, onStopParent);
     signal(SIGPIPE, SIG_IGN);
 
-    // This state machine only opens the listening socket, which the
-    // association processes share.
+    // This state machine only opens the listening socket; the parent
+    // accepts on it and each association process takes its connection.
     DcMsm listener(cfg.aeTitle.c_str(), MSM_ROLE_SCP, static_cast<int>(cfg.port));
     DcTsmTcpInfo tcp;
     listener.getTcpInfo(tcp);
     if (tcp.sockListen <= 0) {
-        fail(cl.program(), "cannot listen on port %ld (in use?)", cfg.port);
+        fail(cl.program(), "cannot listen on port %ld: address in use or not permitted (status 0x%04x)", cfg.port,
+             listener.getStartupStatus());
         return EXIT_FAILED;
     }
+    int listenFlags = fcntl(tcp.sockListen, F_GETFL);
+    fcntl(tcp.sockListen, F_SETFL, listenFlags | O_NONBLOCK);
     printf("listening on port %ld as %s, writing to %s (one process per association); stop with Ctrl-C\n",
            cfg.port, cfg.aeTitle.c_str(), cfg.output.c_str());
 
@@ -411,27 +403,25 @@ int main(int argc, char** argv)
         pollfd p = {tcp.sockListen, POLLIN, 0};
         if (poll(&p, 1, POLL_INTERVAL_MS) <= 0)
             continue;
-        int accepted[2];
-        if (pipe(accepted) != 0) {
-            fail(cl.program(), "pipe: %s", strerror(errno));
-            break;
+        // Everything waiting is taken at once; the work is the children's.
+        for (;;) {
+            int sock = accept(tcp.sockListen, nullptr, nullptr);
+            if (sock < 0)
+                break;
+            associations++;
+            pid_t pid = fork();
+            if (pid == 0) {
+                Association association(cfg, associations);
+                fflush(stdout);
+                _exit(association.serve(sock));
+            }
+            close(sock);
+            if (pid < 0) {
+                fail(cl.program(), "fork: %s", strerror(errno));
+                break;
+            }
+            children[pid] = associations;
         }
-        associations++;
-        pid_t pid = fork();
-        if (pid == 0) {
-            close(accepted[0]);
-            Association association(cfg, associations);
-            fflush(stdout);
-            _exit(association.serve(accepted[1]));
-        }
-        close(accepted[1]);
-        if (pid < 0) {
-            close(accepted[0]);
-            fail(cl.program(), "fork: %s", strerror(errno));
-            continue;
-        }
-        children[pid] = associations;
-        waitUntilAccepted(accepted[0]);
     }
     stopChildren(children);
     printf("stopped after %d association%s\n", associations, associations == 1 ? "" : "s");

@@ -1,6 +1,9 @@
 // b3-send: a storage SCU. Sends DICOM files and folders (recursively) to a
-// peer in one association, with the pixel data streamed from the files.
+// peer in one association. A file goes out as its data set bytes lie on
+// disk, streamed, when the peer accepts its own transfer syntax; otherwise
+// it is rewritten into another uncompressed syntax that the peer accepts.
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +16,7 @@
 
 #include "common/Association.h"
 #include "common/CommandLine.h"
+#include "common/CurrentUids.h"
 #include "common/Tags.h"
 
 using namespace b3tool;
@@ -33,10 +37,7 @@ bool isWarning(int status)
     return status == 0x0001 || (status & 0xF000) == 0xB000;
 }
 
-bool isUncompressedLittle(DICT_UID xfer)
-{
-    return xfer == UID_LITTLE_ENDIAN_IMPLICIT || xfer == UID_LITTLE_ENDIAN_EXPLICIT;
-}
+const char* const DICOMDIR_SOP_CLASS = "1.2.840.10008.1.3.10";
 
 class Sender {
 public:
@@ -60,6 +61,8 @@ private:
     void consider(const std::string& path, bool named);
     void failure(const std::string& path, const std::string& reason);
     bool sendFile(DcMsm& msm, const DcMsmAssoInfo& asso, const FileToSend& file);
+    bool sendAsItIs(DcMsm& msm, unsigned char context, const FileToSend& file);
+    bool response(DcMsm& msm, const FileToSend& file);
     int contextFor(const DcMsmAssoInfo& asso, const FileToSend& file, std::string& problem);
     void showProgress();
     void clearProgress();
@@ -100,33 +103,31 @@ void Sender::consider(const std::string& path, bool named)
         failure(path, ec.message());
         return;
     }
-    DcDirMetaInfo meta;
-    unsigned int dataOffset = 0;
-    int status = dirReadFileMetaInfo(path.c_str(), meta, dataOffset);
-    if (status == DIR_ERR_NO_META) {
+    DcMsmRawFile raw;
+    if (raw.open(path.c_str()) != 0) {
         if (named)
-            failure(path, "not a DICOM Part 10 file (no file meta information)");
+            failure(path, "not a DICOM Part 10 file (no file meta information, or a malformed one)");
         else
             printf("skipped %s: not a DICOM Part 10 file\n", path.c_str());
         return;
     }
-    if (status != 0) {
-        failure(path, "unreadable file meta information (status " + hexStatus(status) + ")");
-        return;
-    }
-    if (meta.sopClassUid == UID_MEDIA_STORAGE_DIR_STORAGE) {
+    if (raw.sopClassUid == DICOMDIR_SOP_CLASS) {
         printf("skipped %s: a DICOMDIR is not sent\n", path.c_str());
         return;
     }
+    DcDirMetaInfo meta;
+    meta.sopClassUid = dictUid(raw.sopClassUid, UID_SOP_CLASS);
+    meta.xferSyn = dictUid(raw.xferSynUid, UID_TRANSFER_SYNTAX);
     if (meta.sopClassUid == UID_NONE || meta.xferSyn == UID_NONE) {
-        failure(path, "SOP class or transfer syntax not known to the dictionary");
+        failure(path, "SOP class " + raw.sopClassUid + " or transfer syntax " + raw.xferSynUid +
+                          " is no UID, or too many different ones to propose");
         return;
     }
     files.push_back({path, meta.sopClassUid, meta.xferSyn, size});
 }
 
-// The presentation context for a file: its own transfer syntax, or the other
-// little-endian uncompressed one, which the library converts to.
+// The presentation context for a file: its own transfer syntax, or another
+// uncompressed one, which the library converts to.
 int Sender::contextFor(const DcMsmAssoInfo& asso, const FileToSend& file, std::string& problem)
 {
     int convertible = 0;
@@ -139,14 +140,14 @@ int Sender::contextFor(const DcMsmAssoInfo& asso, const FileToSend& file, std::s
             continue;
         if (asso.xferSyn[i] == file.xfer)
             return asso.presCtxId[i];
-        if (convertible == 0 && isUncompressedLittle(asso.xferSyn[i]) && isUncompressedLittle(file.xfer))
+        if (convertible == 0 && isUncompressed(asso.xferSyn[i]) && isUncompressed(file.xfer))
             convertible = asso.presCtxId[i];
     }
     if (convertible != 0)
         return convertible;
-    problem = classKnown ? "the peer does not accept " + uidDescription(file.xfer) + " for " +
-                                  uidDescription(file.sopClass)
-                            : "the peer does not accept " + uidDescription(file.sopClass);
+    problem = classKnown ? "the peer does not accept " + describeUid(uidText(file.xfer)) + " for " +
+                                  describeUid(uidText(file.sopClass))
+                            : "the peer does not accept " + describeUid(uidText(file.sopClass));
     return 0;
 }
 
@@ -157,6 +158,10 @@ bool Sender::sendFile(DcMsm& msm, const DcMsmAssoInfo& asso, const FileToSend& f
     if (context == 0) {
         failure(file.path, problem);
         return true;
+    }
+    for (int i = 0; i < MSM_PRES_CTX_MAX; i++) {
+        if (asso.presCtxId[i] == context && asso.xferSyn[i] == file.xfer)
+            return sendAsItIs(msm, static_cast<unsigned char>(context), file);
     }
     DcDirMetaInfo meta;
     DcElemList* list = new DcElemList;
@@ -181,11 +186,37 @@ bool Sender::sendFile(DcMsm& msm, const DcMsmAssoInfo& asso, const FileToSend& f
     status = msm.write(static_cast<unsigned char>(context), rq);
     delete rq;
     if (status != 0) {
-        failure(file.path, "sending failed (status " + hexStatus(status) + "); association given up");
+        failure(file.path, "connection lost while sending (status " + hexStatus(status) + "); association given up");
         return false;
     }
+    return response(msm, file);
+}
+
+// The file's data set bytes as they lie, streamed from disk.
+bool Sender::sendAsItIs(DcMsm& msm, unsigned char context, const FileToSend& file)
+{
+    DcMsmRawFile raw;
+    int status = raw.open(file.path.c_str());
+    if (status != 0) {
+        failure(file.path, "cannot read the file (status " + hexStatus(status) + ")");
+        return true;
+    }
+    unsigned short messageId = 0;
+    Dict.genMsgId(messageId);
+    status = msmRawStoreRq(msm, context, raw, messageId, 0);
+    if (status != 0) {
+        failure(file.path, (status == MSM_ERR_RAW_READ ? "cannot read the file" : "connection lost while sending") +
+                               std::string(" (status ") + hexStatus(status) + "); association given up");
+        return status == MSM_ERR_RAW_READ;
+    }
+    return response(msm, file);
+}
+
+// Reads the C-STORE response for the file just sent.
+bool Sender::response(DcMsm& msm, const FileToSend& file)
+{
     DcMsg* rsp = nullptr;
-    status = readMessage(msm, &rsp);
+    int status = readMessage(msm, &rsp);
     MSG_TYPE type = MSG_NONE;
     if (status != MSM_READ_MESSAGE || rsp == nullptr || rsp->getType(type) != 0 || type != MSG_C_STORE_RSP) {
         delete rsp;
@@ -231,19 +262,25 @@ void Sender::clearProgress()
 
 bool Sender::send(const PeerOptions& peer)
 {
-    // One presentation context per SOP class and transfer syntax found; a
-    // little-endian file also offers the other little-endian syntax.
+    // One presentation context per SOP class and transfer syntax found, for
+    // sending files as they are; and per SOP class with uncompressed files
+    // one offering the three uncompressed syntaxes, for a peer that takes
+    // none of the files' own.
     std::vector<DcMsmSopXferSyn> contexts;
     std::map<std::pair<int, int>, bool> proposed;
+    std::map<int, bool> fallback;
     for (const FileToSend& file : files) {
-        if (proposed.count({file.sopClass, file.xfer}) || contexts.size() >= MSM_PRES_CTX_MAX)
-            continue;
-        proposed[{file.sopClass, file.xfer}] = true;
-        DICT_UID syntaxes[3] = {file.xfer, UID_NONE, UID_NONE};
-        if (isUncompressedLittle(file.xfer))
-            syntaxes[1] = file.xfer == UID_LITTLE_ENDIAN_IMPLICIT ? UID_LITTLE_ENDIAN_EXPLICIT
-                                                                 : UID_LITTLE_ENDIAN_IMPLICIT;
-        contexts.emplace_back(file.sopClass, syntaxes, MSM_ROLE_NONE);
+        if (!proposed.count({file.sopClass, file.xfer}) && contexts.size() < MSM_PRES_CTX_MAX) {
+            proposed[{file.sopClass, file.xfer}] = true;
+            DICT_UID own[2] = {file.xfer, UID_NONE};
+            contexts.emplace_back(file.sopClass, own, MSM_ROLE_NONE);
+        }
+        if (isUncompressed(file.xfer) && !fallback.count(file.sopClass) && contexts.size() < MSM_PRES_CTX_MAX) {
+            fallback[file.sopClass] = true;
+            DICT_UID uncompressed[4] = {UID_LITTLE_ENDIAN_EXPLICIT, UID_LITTLE_ENDIAN_IMPLICIT, UID_BIG_ENDIAN_EXPLICIT,
+                                        UID_NONE};
+            contexts.emplace_back(file.sopClass, uncompressed, MSM_ROLE_NONE);
+        }
     }
     contexts.emplace_back();
 
@@ -252,10 +289,12 @@ bool Sender::send(const PeerOptions& peer)
     snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "%s", peer.calledAet.c_str());
     info.sopXferList = contexts.data();
     info.timeouts.readTimeout = static_cast<unsigned int>(peer.timeout);
+    info.maxPduLen = static_cast<unsigned int>(peer.maxPdu);
     int status = msm.connect(peer.host.c_str(), info);
+    int error = errno;
     if (status != MSM_READ_ACCEPTED) {
         fail(program, "no association with %s at %s:%ld: %s", peer.calledAet.c_str(), peer.host.c_str(), peer.port,
-             outcomeText(status).c_str());
+             connectFailureText(msm, status, error).c_str());
         msm.closeAssociation();
         failed += static_cast<int>(files.size());
         return false;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dictionary/DcDict.h"
+#include "dictionary/DcDictTables.h"
 #include "foundation/LogCapture.h"
 
 namespace {

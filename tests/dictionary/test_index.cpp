@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "dictionary/DcDict.h"
+#include "dictionary/DcDictTables.h"
 #include "foundation/LogCapture.h"
 
 namespace {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "dictionary/DcDict.h"
+#include "dictionary/DcDictTables.h"
 #include "foundation/LogCapture.h"
 
 namespace {

@@ -71,3 +71,6 @@ TEST(FuzzReplay, FileInputs) { replay("file", fuzzFile); }
 TEST(FuzzReplay, DicomDirInputs) { replay("dicomdir", fuzzDicomDir); }
 TEST(FuzzReplay, PduInputs) { replay("pdu", fuzzPdu); }
 TEST(FuzzReplay, AssociationInputs) { replay("association", fuzzAssociation); }
+#ifdef BRENIK3_FUZZ_CODEC
+TEST(FuzzReplay, CodecInputs) { replay("codec", fuzzCodec); }
+#endif

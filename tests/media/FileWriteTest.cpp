@@ -166,6 +166,12 @@ TEST(FileWrite, RefusesIncompleteRecordsAndUnwritableOutputWithoutHarm)
     EXPECT_EQ(dirWriteFile((dir / "missing/e.dcm").c_str(), info, list), DIR_ERR_OPEN);
     EXPECT_TRUE(log.has("Error opening file - '" + (dir / "missing/e.dcm") + "'"));
     EXPECT_EQ(list.count(), before);
+    // A full disk refuses a write that fills the stream buffer, long before
+    // the file is closed.
+    if (access("/dev/full", W_OK) == 0) {
+        EXPECT_EQ(dirWriteFile("/dev/full", info, list), DIR_ERR_IO);
+        EXPECT_TRUE(log.has("Write error, disk may be full"));
+    }
 
     DcElemList shortPixels;
     buildImage(shortPixels, "2.999.7321.9.8", 4, 4, 8, false);

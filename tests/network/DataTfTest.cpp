@@ -188,14 +188,19 @@ TEST(DataTfRead, PdvLengthOutsideItsPduIsRejected)
 
 TEST(DataTfRead, PeerClosingMidPduKeepsTheFragmentsReadSoFar)
 {
-    TfReader reader;
-    Bytes body = pduBody({{1, 0, {1, 2}}, {1, 2, Bytes(100, 5)}});
-    body.resize(body.size() - 40);
-    reader.pair.send(body);
-    reader.pair.closePeer();
-    EXPECT_EQ(PDU_DATA_TF_ERR, reader.pdu.read(-1, PDU_WAIT));
-    ASSERT_NE(nullptr, reader.pdu.firstBuf());
-    EXPECT_EQ(reader.pdu.firstBuf(), reader.pdu.lastBuf());
+    for (bool gathered : {false, true}) {
+        TfReader reader;
+        if (gathered)
+            reader.pdu.gatherInto(nullptr);
+        Bytes body = pduBody({{1, 0, {1, 2}}, {1, 2, Bytes(100, 5)}});
+        body.resize(body.size() - 40);
+        reader.pair.send(body);
+        reader.pair.closePeer();
+        EXPECT_EQ(PDU_DATA_TF_ERR, reader.pdu.read(-1, PDU_WAIT));
+        ASSERT_NE(nullptr, reader.pdu.firstBuf());
+        EXPECT_EQ(reader.pdu.firstBuf(), reader.pdu.lastBuf());
+        EXPECT_EQ(Bytes({1, 2}), reader.fragment(reader.pdu.firstBuf())) << "gathered " << gathered;
+    }
 }
 
 TEST(DataTfRead, NothingWaitingFailsAtOnceAndSilentPeerTimesOut)
@@ -217,19 +222,61 @@ TEST(DataTfRead, HugeClaimedLengthCostsOnlyWhatArrives)
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the address space cannot be capped under the address sanitizer";
 #else
-    TfReader reader;
-    Bytes data = ByteWriter().u32(0xFFFFFFF0).u32(0xFFFFFFEA).u8(1).u8(2).fill(200000, 1).bytes;
-    std::thread sender([&] {
-        reader.pair.send(data);
-        reader.pair.closePeer();
-    });
-    int status = 0;
-    withCappedAddressSpace([&] { status = reader.pdu.read(-1, PDU_WAIT); });
-    sender.join();
-    EXPECT_EQ(PDU_DATA_TF_ERR, status);
-    unsigned char rest;
-    EXPECT_EQ(0, recv(reader.pair.lib, &rest, 1, MSG_DONTWAIT)) << "bytes left unread";
+    for (bool gathered : {false, true}) {
+        TfReader reader;
+        if (gathered)
+            reader.pdu.gatherInto(nullptr);
+        Bytes data = ByteWriter().u32(0xFFFFFFF0).u32(0xFFFFFFEA).u8(1).u8(2).fill(200000, 1).bytes;
+        std::thread sender([&] {
+            reader.pair.send(data);
+            reader.pair.closePeer();
+        });
+        int status = 0;
+        withCappedAddressSpace([&] { status = reader.pdu.read(-1, PDU_WAIT); });
+        sender.join();
+        EXPECT_EQ(PDU_DATA_TF_ERR, status) << "gathered " << gathered;
+        unsigned char rest;
+        EXPECT_EQ(0, recv(reader.pair.lib, &rest, 1, MSG_DONTWAIT)) << "bytes left unread, gathered " << gathered;
+    }
 #endif
+}
+
+// A message received in memory: the PDVs of several PDUs, some of them
+// empty, end up in order in one block of the first PDU, ready to parse.
+TEST(DataTfRead, GatheredPdvsOfSeveralPdusFormOneBlock)
+{
+    TfReader reader;
+    DcPduDataTf next(reader.pair.lib);
+    DcPduInfo limits;
+    limits.readTimeout = 2;
+    next.setInfo(limits);
+    reader.pdu.gatherInto(nullptr);
+    next.gatherInto(&reader.pdu);
+    Bytes encoded = concat({implicitElem(0x0010, 0x0020, text("ID42")), implicitElem(0x0028, 0x0100, le16(8)),
+                            implicitElem(0x0009, 0x0010, pattern(3 << 20, 3))});
+    size_t cut = 9;
+    reader.pair.send(pduBody({{1, 0, Bytes(encoded.begin(), encoded.begin() + long(cut))}, {1, 0, {}}}));
+    std::thread sender([&] {
+        for (size_t at = cut; at < encoded.size(); at += 1 << 20) {
+            size_t n = std::min<size_t>(1 << 20, encoded.size() - at);
+            Bytes piece(encoded.begin() + long(at), encoded.begin() + long(at + n));
+            unsigned char mch = at + n == encoded.size() ? 2 : 0;
+            reader.pair.send(pduBody({{1, mch, piece}}));
+        }
+    });
+    ASSERT_EQ(0, reader.pdu.read(-1, PDU_WAIT));
+    for (size_t at = cut; at < encoded.size(); at += 1 << 20)
+        ASSERT_EQ(0, next.read(-1, PDU_WAIT));
+    sender.join();
+    EXPECT_EQ(nullptr, next.firstBuf());
+    ASSERT_NE(nullptr, reader.pdu.firstBuf());
+    EXPECT_EQ(reader.pdu.firstBuf(), reader.pdu.lastBuf());
+    EXPECT_TRUE(encoded == TfReader::fragment(reader.pdu.firstBuf()));
+
+    ASSERT_EQ(0, reader.pdu.parse(UID_LITTLE_ENDIAN_IMPLICIT));
+    char id[65] = "";
+    EXPECT_EQ(0, reader.pdu.getValue(T_0010_0020_patientId, id, 64));
+    EXPECT_STREQ("ID42", id);
 }
 
 TEST(DataTfParse, JoinsFragmentsIntoElements)
@@ -446,6 +493,19 @@ TEST(DataTfWriteData, ShortFileClosedPeerAndTinyLimitFail)
     shortFile.send(status);
     EXPECT_EQ(PDU_DATA_TF_ERR, status);
     EXPECT_TRUE(log.has("disk buffer read error, blkLen - 64, outLenCount - 0"));
+
+    // A file that ends after some whole fragments: those go out, and the
+    // failure names the first fragment that could not be read.
+    Bytes content = pattern(200, 0);
+    TempFile partFile(content);
+    TfSender partly;
+    partly.pdu.add(new DcElem(T_7fe0_0010_pixelData, partFile.fd, 0, 400u, UID_LITTLE_ENDIAN_IMPLICIT));
+    std::vector<Pdv> pdvs;
+    ASSERT_TRUE(splitPdus(partly.send(status), pdvs));
+    EXPECT_EQ(PDU_DATA_TF_ERR, status);
+    EXPECT_TRUE(log.has("disk buffer read error, blkLen - 64, outLenCount - 192"));
+    ASSERT_EQ(4u, pdvs.size()) << "the header and three whole fragments";
+    EXPECT_EQ(Bytes(content.begin() + 128, content.begin() + 192), pdvs[3].data);
 
     TfSender closed;
     closed.pdu.add(new DcElem(T_0010_0020_patientId, "X"));

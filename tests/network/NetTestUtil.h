@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -174,7 +175,12 @@ public:
     using DcTsm::sockConvOpenServer;
 
     DcPdu* conversationPdu() { return pdu; }
-    const sockaddr_in& address() { return sockAddr; }
+    sockaddr_in address()
+    {
+        sockaddr_in addr;
+        memcpy(&addr, sockAddr, sizeof addr);
+        return addr;
+    }
     int conv() { return tcpInfo.sockConv; }
     int listening() { return tcpInfo.sockListen; }
 };

@@ -1,4 +1,5 @@
 // Every tool explains itself, and its help lists exactly what it accepts.
+#include <cctype>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -7,13 +8,28 @@
 
 namespace {
 
-const char* const TOOLS[] = {"b3-dump", "b3-echo", "b3-send", "b3-receive",
-                             "b3-find", "b3-dicomdir", "b3-png", "b3-mkimage"};
+const char* const TOOLS[] = {"b3-dump",     "b3-echo", "b3-send",    "b3-receive", "b3-find",
+                             "b3-dicomdir", "b3-png",  "b3-mkimage", "b3-convert", "b3-archive",
+                             "b3-move",     "b3-get"};
 
 struct HelpOption {
     std::string name;
     bool takesValue;
+    std::string sample;  // a value the option takes: the low end of "(N to M" in its help, else 16
 };
+
+std::string sampleValue(const std::string& line)
+{
+    size_t open = line.find('(');
+    size_t to = open == std::string::npos ? open : line.find(" to ", open);
+    if (to == std::string::npos)
+        return "16";
+    std::string low = line.substr(open + 1, to - open - 1);
+    for (char c : low)
+        if (!isdigit(static_cast<unsigned char>(c)))
+            return "16";
+    return low.empty() ? "16" : low;
+}
 
 // The option lines of a help text: "  -p, --port PORT      text".
 std::vector<HelpOption> optionsOf(const std::string& help)
@@ -41,7 +57,7 @@ std::vector<HelpOption> optionsOf(const std::string& help)
             else if (first.empty())
                 first = word;
         }
-        options.push_back({first, value});
+        options.push_back({first, value, sampleValue(line)});
     }
     return options;
 }
@@ -72,7 +88,7 @@ TEST_P(ToolHelp, ExplainsItselfAndAcceptsEveryOptionItListsAndNoOther)
     for (const HelpOption& option : options) {
         std::vector<std::string> argv = {toolPath(tool), option.name};
         if (option.takesValue)
-            argv.push_back("16");
+            argv.push_back(option.sample);
         argv.push_back("--help");
         RunResult r = run(argv);
         EXPECT_EQ(r.status, 0) << tool << " refuses its own option " << option.name << ": " << r.err;

@@ -46,10 +46,16 @@ TEST_F(NetworkTools, EchoReportsEachRoundTripOrWhyItGotNone)
     RunResult alone = tool("b3-echo", {"-p", std::to_string(port), "127.0.0.1"}, 30);
     EXPECT_EQ(alone.status, 1);
     EXPECT_NE(alone.err.find("no association"), std::string::npos) << alone.err;
+    EXPECT_NE(alone.err.find("connection refused (status 0x"), std::string::npos) << alone.err;
+    RunResult nowhere = tool("b3-echo", {"no-such-host.invalid:104"}, 30);
+    EXPECT_NE(nowhere.err.find("host unknown (status 0x"), std::string::npos) << nowhere.err;
     startReceiver({"--accept-calling", "MODALITY"});
     RunResult refused = tool("b3-echo", {"-aet", "INTRUDER", "-aec", "B3-RECEIVE", address}, 30);
     EXPECT_EQ(refused.status, 1);
-    EXPECT_NE(refused.err.find("association rejected"), std::string::npos) << refused.err;
+    EXPECT_NE(refused.err.find("association rejected, permanent, by the service provider (presentation): calling "
+                               "AE title not recognized (status 0x"),
+              std::string::npos)
+        << refused.err;
     RunResult r = tool("b3-echo", {"-aet", "MODALITY", "-aec", "B3-RECEIVE", "-r", "3", address}, 30);
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(countOf(r.out, "success, round trip"), 3) << r.out;
@@ -143,4 +149,28 @@ TEST_F(NetworkTools, ReceiverStopsOnSigtermWithoutLeavingPartialFiles)
         EXPECT_EQ(d.status, 0) << file;
         EXPECT_NE(d.out.find("pixelData                            2097152 bytes"), std::string::npos) << file;
     }
+}
+
+// An object the receiver cannot write (here over its file size limit, as on
+// a full disk) is refused with "out of resources"; the association goes on
+// and the next object is stored.
+TEST_F(NetworkTools, ObjectThatCannotBeWrittenFailsAloneAndTheNextIsStored)
+{
+    std::string big = makeImage("big.dcm", {"-s", "512"});
+    std::string small = makeImage("small.dcm", {"-s", "16"});
+    // The size limit (128 blocks of 512 bytes) and the ignored signal for
+    // exceeding it pass on to the receiver through exec.
+    std::string command = "trap '' XFSZ; ulimit -f 128; exec " + toolPath("b3-receive") + " -p " +
+                          std::to_string(port) + " -o " + dir + "/in";
+    receiver.reset(new Background({"/bin/sh", "-c", command}, dir + "/receiver.log"));
+    ASSERT_TRUE(receiver->waitForOutput("listening on port")) << receiver->output();
+    RunResult r = tool("b3-send", {"-aec", "B3-RECEIVE", address, big, small}, 60);
+    EXPECT_EQ(1, r.status) << r.out << r.err;
+    EXPECT_NE(std::string::npos, (r.out + r.err).find("a700")) << r.out << r.err;
+    EXPECT_NE(std::string::npos, r.out.find("sent 1 of 2 files")) << r.out;
+    ASSERT_TRUE(receiver->waitForOutput("released")) << receiver->output();
+    EXPECT_EQ(1, countOf(receiver->output(), "FAILED to store"));
+    EXPECT_EQ(1, countOf(receiver->output(), "] stored "));
+    for (const std::string& file : filesUnder(dir + "/in"))
+        EXPECT_EQ(std::string::npos, file.find("/.")) << file;
 }

@@ -15,11 +15,13 @@ struct PeerOptions {
     std::string callingAet = "B3-SCU";
     std::string calledAet = "ANY-SCP";
     long timeout = 30;
+    long maxPdu = 65536;  // the largest PDU we receive
 };
 
 class CommandLine;
 
-// Declares -p/--port, -aet/--calling-aet, -aec/--called-aet and -to/--timeout.
+// Declares -p/--port, -aet/--calling-aet, -aec/--called-aet, -to/--timeout
+// and -pdu/--max-pdu.
 void addPeerOptions(CommandLine& cl, PeerOptions& peer);
 // Takes HOST or HOST:PORT from the operand; false with a message when bad.
 bool takeHost(const char* program, const std::string& operand, PeerOptions& peer);
@@ -33,8 +35,14 @@ void release(DcMsm& msm);
 // The status (0000,0900) of a response, or -1 when it has none.
 int responseStatus(DcMsg& rsp);
 
-// A short text for a status of read or connect ("association rejected").
+// A short text for a status of read or connect, with the code in
+// parentheses ("time-out waiting for the peer (status 0x2c5a)").
 std::string outcomeText(int status);
+
+// Why connect failed, in words: connection refused, host unknown, time-out,
+// association rejected with its result, source and reason; error is errno
+// as it was right after connect returned.
+std::string connectFailureText(DcMsm& msm, int status, int error);
 
 }
 

@@ -58,9 +58,11 @@ bool parseTag(const std::string& text, unsigned int& tag)
 {
     if (parseHexTag(text, tag))
         return true;
-    for (int i = 0; i < DcDictBuiltinTagCount; i++) {
-        if (sameName(DcDictBuiltinTags[i].name, text)) {
-            tag = DcDictBuiltinTags[i].tag;
+    unsigned int slotTag = 0;
+    const char* name = nullptr;
+    for (int slot = 0; slot < DICT_TAG_SLOTS; slot++) {
+        if (Dict.getTagSlot(slot, slotTag, name) == 0 && name != nullptr && sameName(name, text)) {
+            tag = slotTag;
             return true;
         }
     }
