@@ -7,6 +7,7 @@
 #include "dataset/DcElemCodec.h"
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
+#include "internal/DcElemSlotLimit.h"
 #include "internal/Tag.h"
 
 DcElem::DcElem(int tagConst, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr, int sq) : isSq(sq)
@@ -357,10 +358,13 @@ void** DcElem::newSlot()
     dropAsRead();
     ownValues();
     int limit = vm;
-    int tagConst;
-    if (Dict.getTagDef(dictTag(), tagConst) == 0)
-        Dict.getVm(tagConst, limit);
-    limit = std::abs(limit);
+    if (!DcElemSlotLimitScope::recall(this, limit)) {
+        int tagConst;
+        if (Dict.getTagDef(dictTag(), tagConst) == 0)
+            Dict.getVm(tagConst, limit);
+        limit = std::abs(limit);
+        DcElemSlotLimitScope::remember(this, limit);
+    }
     if (limit != 0 && valueCount >= limit) {
         free(values[0]);
         memmove(values, values + 1, sizeof(void*) * (valueCount - 1));

@@ -248,6 +248,7 @@ private:
     void** newSlot();
     int storeBinary(const void* value, unsigned int size);
     int storeString(const char* value);
+    int addText(char* text);
     int addPiece(DICT_VR resolved, char* piece);
     int refuse(const char* what);
     int refuseRead(const char* what);

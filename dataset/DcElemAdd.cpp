@@ -11,6 +11,7 @@
 #include "dictionary/DcDict.h"
 #include "foundation/DcLog.h"
 #include "foundation/util.h"
+#include "internal/DcElemSlotLimit.h"
 #include "internal/VrLength.h"
 
 namespace {
@@ -273,24 +274,31 @@ int DcElem::addValue(const char* value)
         logReport(LOG_CHANNEL_1, addValueName, "Null argument passed");
         return ELEM_ERR_NULL_ARG;
     }
-    DICT_VR v = effectiveVr();
     size_t length = strlen(value);
     char* text = static_cast<char*>(malloc(length + 1));
     if (text == nullptr)
         return ELEM_ERR_BAD_VALUE;
     memcpy(text, value, length + 1);
-    int status = 0;
-    if (v == VR_LT || v == VR_ST || v == VR_UT || strchr(text, '\\') == nullptr) {
-        status = addPiece(v, text);
-        free(text);
-        return status;
-    }
+    int status = addText(text);
+    free(text);
+    return status;
+}
+
+// The values of a text, split at backslashes; text is the caller's copy and
+// is cut up in place.
+int DcElem::addText(char* text)
+{
+    DICT_VR v = effectiveVr();
+    DcElemSlotLimitScope limitScope(this);
+    if (v == VR_LT || v == VR_ST || v == VR_UT || strchr(text, '\\') == nullptr)
+        return addPiece(v, text);
     utilRemoveSpace(text, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
-    length = strlen(text);
+    size_t length = strlen(text);
     if (length > 0 && text[length - 1] == '\\')
         text[--length] = '\0';
     bool escapes = v == VR_CS || v == VR_LO || v == VR_PN || v == VR_SH;
     char* piece = text;
+    int status = 0;
     for (;;) {
         bool insideEscape = false;
         char* p = piece;
@@ -306,7 +314,6 @@ int DcElem::addValue(const char* value)
             break;
         piece = p + 1;
     }
-    free(text);
     return status;
 }
 

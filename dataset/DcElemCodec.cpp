@@ -47,6 +47,11 @@ LosslessParseScope::~LosslessParseScope()
 
 bool bigEndian(DICT_UID xfer, bool& big)
 {
+    // The uncompressed syntaxes are built in and cannot be removed.
+    if (xfer == UID_LITTLE_ENDIAN_IMPLICIT || xfer == UID_LITTLE_ENDIAN_EXPLICIT || xfer == UID_BIG_ENDIAN_EXPLICIT) {
+        big = xfer == UID_BIG_ENDIAN_EXPLICIT;
+        return true;
+    }
     ARCH_ENDIAN endian;
     if (Dict.getEndian(xfer, endian) != 0)
         return false;

@@ -405,7 +405,7 @@ int DcElem::parseVal(void* buf, unsigned int len, DICT_UID xfer)
             return ELEM_ERR_BAD_VALUE;
         memcpy(text, buf, len);
         text[len] = '\0';
-        int status = addValue(static_cast<const char*>(text));
+        int status = addText(text);
         free(text);
         return status;
     }

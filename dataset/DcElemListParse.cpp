@@ -1,4 +1,5 @@
 // Parsing encoded elements into a data set.
+#include <atomic>
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +27,25 @@ bool isLongUnknownVr(const unsigned char* letters)
         if (memcmp(letters, name, 2) == 0)
             return true;
     return false;
+}
+
+// The VR named by two letters. Names of letters A-Z found are remembered
+// (the dictionary only ever gains VRs); others ask the dictionary every time.
+DICT_VR vrNamed(const char* letters)
+{
+    DICT_VR vr = VR_UNKNOWN;
+    if (letters[0] < 'A' || letters[0] > 'Z' || letters[1] < 'A' || letters[1] > 'Z') {
+        Dict.getVrDef(letters, vr);
+        return vr;
+    }
+    static std::atomic<int> found[26 * 26];
+    std::atomic<int>& slot = found[(letters[0] - 'A') * 26 + (letters[1] - 'A')];
+    int known = slot.load(std::memory_order_relaxed);
+    if (known != 0)
+        return static_cast<DICT_VR>(known - 1);
+    if (Dict.getVrDef(letters, vr) == 0)
+        slot.store(static_cast<int>(vr) + 1, std::memory_order_relaxed);
+    return vr;
 }
 
 bool isSequenceDelimiter(const unsigned char* p, bool big)
@@ -127,7 +147,7 @@ int DcElemList::parseVr(unsigned char* buf, unsigned int len, DICT_UID xfer, DcE
         }
         DICT_VR vr = VR_UNKNOWN;
         if (isupper(buf[0]) && isupper(buf[1]))
-            Dict.getVrDef(letters, vr);
+            vr = vrNamed(letters);
         hdr.vr = vr;
         hdr.vrFieldLen = hasReservedBytes(vr) ? 4 : 2;
     }

@@ -10,18 +10,33 @@
 
 using namespace brenik3;
 
+namespace {
+
+// A text's length, and its characters between blanks at both ends.
+struct TrimmedText {
+    explicit TrimmedText(const char* text)
+        : length(strlen(text)), begin(reinterpret_cast<const unsigned char*>(text)), end(begin + length)
+    {
+        brenik3::trimBlanks(begin, end);
+    }
+    size_t length;
+    const unsigned char* begin;
+    const unsigned char* end;
+};
+
+}
+
+// Empty or too long once white space at both ends is ignored.
 int DcElem::verifyLength(const char* function, const char* text, size_t maxLen)
 {
     if (text == nullptr) {
         logReport(LOG_CHANNEL_1, function, "Element (%04x,%04x) - Null argument passed", group, element);
         return ELEM_ERR_NULL_ARG;
     }
-    const unsigned char* begin = reinterpret_cast<const unsigned char*>(text);
-    const unsigned char* end = begin + strlen(text);
-    brenik3::trimBlanks(begin, end);
-    if (begin == end)
+    TrimmedText trimmed(text);
+    if (trimmed.begin == trimmed.end)
         return ELEM_ERR_NO_VALUE;
-    if (static_cast<size_t>(end - begin) > maxLen) {
+    if (static_cast<size_t>(trimmed.end - trimmed.begin) > maxLen) {
         logReport(LOG_CHANNEL_1, function, "Element (%04x,%04x) - string too long", group, element);
         return ELEM_ERR_TOO_LONG;
     }
@@ -29,18 +44,22 @@ int DcElem::verifyLength(const char* function, const char* text, size_t maxLen)
 }
 
 // Length and character set of a text; white space at both ends is ignored.
+// The text is measured and trimmed once for both checks.
 int DcElem::verifyText(const char* function, const char* text, size_t maxLen, bool (*allowed)(unsigned char),
                        bool escapeSkipsCheck)
 {
-    int status = verifyLength(function, text, maxLen);
-    if (status != 0)
-        return status;
-    if (escapeSkipsCheck && strchr(text, 0x1B) != nullptr)
+    if (text == nullptr)
+        return verifyLength(function, text, maxLen);
+    TrimmedText trimmed(text);
+    if (trimmed.begin == trimmed.end)
+        return ELEM_ERR_NO_VALUE;
+    if (static_cast<size_t>(trimmed.end - trimmed.begin) > maxLen) {
+        logReport(LOG_CHANNEL_1, function, "Element (%04x,%04x) - string too long", group, element);
+        return ELEM_ERR_TOO_LONG;
+    }
+    if (escapeSkipsCheck && memchr(text, 0x1B, trimmed.length) != nullptr)
         return 0;
-    const unsigned char* begin = reinterpret_cast<const unsigned char*>(text);
-    const unsigned char* end = begin + strlen(text);
-    brenik3::trimBlanks(begin, end);
-    for (const unsigned char* p = begin; p < end; ++p)
+    for (const unsigned char* p = trimmed.begin; p < trimmed.end; ++p)
         if (!allowed(*p)) {
             logReport(LOG_CHANNEL_1, function, "Element (%04x,%04x) - illegal character '%c' (0x%x) in string",
                       group, element, *p, *p);

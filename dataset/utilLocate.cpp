@@ -41,6 +41,11 @@ public:
     }
     unsigned int length() const { return size; }
     bool hasFailed() const { return failed; }
+    // Bytes read in from pos on, pos being inside the window.
+    unsigned int available(unsigned int pos) const
+    {
+        return static_cast<unsigned int>(window.size()) - (pos - windowStart);
+    }
 
     const unsigned char* at(unsigned int pos, unsigned int n)
     {
@@ -130,6 +135,41 @@ bool opensNesting(const unsigned char* header, bool big)
     return Dict.getTagDef(tag, tagConst) == 0 && Dict.getVrDef(tagConst, vr) == 0 && vr == VR_SQ;
 }
 
+// Every header the scan below reacts to has a byte 0xFF in its first two
+// bytes (group FFFE) or in its length field (undefined length). Within the
+// span of n bytes at p (n >= 8), the first position of p's parity that may
+// hold one, or the first whose bytes reach past the span.
+unsigned int nextCandidate(const unsigned char* span, unsigned int p, unsigned int n)
+{
+    if (span[0] == 0xFF || span[1] == 0xFF || span[4] == 0xFF)
+        return p;
+    const void* hit = memchr(span, 0xFF, n);
+    unsigned int q = hit == nullptr ? n : static_cast<unsigned int>(static_cast<const unsigned char*>(hit) - span);
+    unsigned int c = q >= 4 ? q - 4 : 0;
+    if (c % 2 != 0)
+        --c;
+    return p + c;
+}
+
+unsigned int nextCandidate(MemorySource& source, unsigned int p, unsigned int end)
+{
+    if (p + 8 > end)
+        return p;
+    return nextCandidate(source.at(p, end - p), p, end - p);
+}
+
+// A file is searched a chunk at a time.
+unsigned int nextCandidate(FileSource& source, unsigned int p, unsigned int end)
+{
+    if (p + 8 > end)
+        return p;
+    const unsigned char* span = source.at(p, 8);
+    if (span == nullptr)
+        return p;
+    unsigned int n = source.available(p);
+    return nextCandidate(span, p, n < end - p ? n : end - p);
+}
+
 // Scans the value after a length field in steps of 2 bytes for its closing
 // delimiter; gives the distance to it, or false when there is none.
 template <typename Source>
@@ -139,6 +179,9 @@ bool findClosing(Source& source, unsigned int start, Closing closing, bool big, 
     unsigned int closer = closing == CLOSE_ITEM ? TAG_ITEM_DELIMITATION : TAG_SEQUENCE_DELIMITATION;
     int depth = 0;
     for (unsigned int p = start; p + 8 <= end; p += 2) {
+        p = nextCandidate(source, p, end);
+        if (p + 8 > end)
+            break;
         const unsigned char* w = source.at(p, 8);
         if (w == nullptr)
             return false;

@@ -93,6 +93,40 @@ TEST(ValueLength, FileFormsReadTheSameBytesAndKeepThePosition)
     close(fd);
 }
 
+// The memory forms skip ahead over bytes that cannot start a delimiter or a
+// nesting; the file forms look at every even position. Both must agree on
+// values that hold stray 0xFF bytes and delimiter look-alikes anywhere.
+TEST(ValueLength, MemoryAndFileFormsAgreeWhateverTheValuesHold)
+{
+    const unsigned char alphabet[] = {0x00, 0xFF, 0xFE, 0xE0, 0xDD, 0x0D, 'A'};
+    unsigned int seed = 12345;
+    auto next = [&seed]() { return (seed = seed * 1103515245u + 12345u) >> 16; };
+    for (int round = 0; round < 300; ++round) {
+        unsigned int fill = 2 * (next() % 12);
+        Bytes bytes = {0xFF, 0xFF, 0xFF, 0xFF, 0xFE, 0xFF, 0x00, 0xE0, 0xFF, 0xFF, 0xFF, 0xFF,
+                       0x09, 0x00, 0x10, 0x00, 'O', 'B', 0, 0, static_cast<unsigned char>(fill), 0, 0, 0};
+        for (unsigned int i = 0; i < fill; ++i)
+            bytes.push_back(alphabet[next() % sizeof alphabet]);
+        bytes.insert(bytes.end(), nestedSequence.begin() + 12, nestedSequence.end());
+        int fd = fileWith(bytes);
+        ASSERT_NE(fd, -1);
+        for (DICT_UID xfer : {UID_LITTLE_ENDIAN_EXPLICIT, UID_BIG_ENDIAN_EXPLICIT}) {
+            unsigned int memLen = 1, fileLen = 2;
+            int memExtra = 3, fileExtra = 4;
+            LogCapture log;
+            EXPECT_EQ(utilGetSqValLen(bytes.data(), sizeOf(bytes), xfer, memLen, memExtra, 0),
+                      utilGetSqValLen(fd, 0, sizeOf(bytes), xfer, fileLen, fileExtra, 0));
+            EXPECT_EQ(memLen, fileLen) << "round " << round;
+            EXPECT_EQ(memExtra, fileExtra);
+            EXPECT_EQ(utilGetSqItemValLen(bytes.data() + 8, sizeOf(bytes) - 8, xfer, memLen, memExtra),
+                      utilGetSqItemValLen(fd, 8, sizeOf(bytes) - 8, xfer, fileLen, fileExtra));
+            EXPECT_EQ(memLen, fileLen) << "round " << round;
+            EXPECT_EQ(memExtra, fileExtra);
+        }
+        close(fd);
+    }
+}
+
 TEST(ElementOffset, FindsTheFirstEvenPlaceOfTheTag)
 {
     Bytes data = {0x10, 0x00, 0x10, 0x00, 0x06, 0x00, 0x00, 0x00, 0x00, 0xE0, 0x7F, 0x10, 0x00, 0x00,
