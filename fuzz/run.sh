@@ -33,7 +33,10 @@ for target in "${targets[@]}"; do
     echo "== fuzz_$target for ${seconds}s"
     # Leak checks stay on; -rss_limit_mb and -timeout turn unbounded
     # allocation and hangs into findings too.
-    if ! "$build/fuzz/fuzz_$target" "$work" "fuzz/corpus/$target" "fuzz/regressions/$target" \
+    inputs=("$work" "fuzz/corpus/$target")
+    # Only targets that have had findings have a regressions folder.
+    [ -d "fuzz/regressions/$target" ] && inputs+=("fuzz/regressions/$target")
+    if ! "$build/fuzz/fuzz_$target" "${inputs[@]}" \
         -max_total_time="$seconds" -max_len=65536 -timeout=20 -rss_limit_mb=2048 \
         -artifact_prefix="$findings/" -print_final_stats=1 2>"$build/findings/$target.log"; then
         failed+=("$target")
