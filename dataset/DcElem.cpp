@@ -450,3 +450,14 @@ int DcElem::resetValueCount()
     valueIndex = 0;
     return 0;
 }
+
+bool DcElem::getValueAsRead(const unsigned char*& bytes, unsigned int& len) const
+{
+    bytes = nullptr;
+    len = 0;
+    if (!isUnchanged() || asRead->bytes == nullptr)
+        return false;
+    bytes = asRead->bytes;
+    len = asRead->len;
+    return true;
+}

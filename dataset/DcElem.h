@@ -149,6 +149,13 @@ public:
     // (defined or undefined) they came with. Adding, deleting or parsing
     // values clears it for good.
     bool isUnchanged() const { return asRead != nullptr && asRead->unchanged; }
+    // Extension, lossless mode only: the value bytes of an unchanged element
+    // exactly as they were read (every value, even past the multiplicity the
+    // dictionary gives, which the typed getters stop at), in the byte order of
+    // the syntax they were read in. False, with bytes null and len 0, for an
+    // element not read in lossless mode, changed since, or with a raw value
+    // (OB, OW, UN: see getBufList).
+    bool getValueAsRead(const unsigned char*& bytes, unsigned int& len) const;
 
     // Encoding (frame, getBufSize) and decoding (parseVal) of the element.
     virtual int parseVal(void* buf, unsigned int len, DICT_UID xfer);

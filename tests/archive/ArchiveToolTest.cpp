@@ -77,6 +77,12 @@ TEST_F(ArchiveTest, DcmtkToolsFindMoveAndGetWhatWasStored)
                               "PatientID", "-k", "PatientName", "127.0.0.1", std::to_string(port)});
     EXPECT_EQ(countOf(patients.out + patients.err, "(0010,0020) LO ["), 2);
 
+    // A list of UIDs matches each of them, however many the list holds.
+    RunResult listed = run({"findscu", "-v", "-S", "-aec", "B3-ARCHIVE", "-k", "QueryRetrieveLevel=STUDY", "-k",
+                            std::string("StudyInstanceUID=") + DOE_STUDY + "\\1.2.9.9.9\\1.2.826.0.1.3680043.9.7.2",
+                            "-k", "PatientID", "127.0.0.1", std::to_string(port)});
+    EXPECT_EQ(countOf(listed.out + listed.err, "(0010,0020) LO ["), 2) << listed.out << listed.err;
+
     fs::create_directories(dir + "/moved");
     RunResult moved = run({"movescu", "-S", "-aet", "RECEIVER", "-aec", "B3-ARCHIVE", "-aem", "RECEIVER", "--port",
                            std::to_string(destinationPort), "-od", dir + "/moved", "-k", "QueryRetrieveLevel=STUDY",

@@ -69,6 +69,18 @@ const char* levelText(Level level)
 
 std::string elementText(DcElem& elem)
 {
+    // A key read in lossless mode gives every value it holds (a list of UIDs
+    // can be longer than the attribute's multiplicity); text VRs only.
+    const unsigned char* bytes = nullptr;
+    unsigned int len = 0;
+    DICT_VR vr = VR_UNKNOWN;
+    elem.getVr(vr);
+    if (vr == VR_UI && elem.getValueAsRead(bytes, len)) {
+        std::string text(reinterpret_cast<const char*>(bytes), len);
+        while (!text.empty() && (text.back() == '\0' || text.back() == ' '))
+            text.pop_back();
+        return text;
+    }
     std::string text;
     int count = 0;
     elem.getValueCount(count);
