@@ -105,19 +105,12 @@ int main(int argc, char** argv)
 
     DcMsm msm(peer.callingAet.c_str(), MSM_ROLE_SCU, static_cast<int>(peer.port));
     DcMsmScuInfo info;
-    snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "%s", peer.calledAet.c_str());
     DICT_UID sops[] = {model, UID_NONE};
     info.sopList = sops;
-    info.timeouts.readTimeout = static_cast<unsigned int>(peer.timeout);
-    info.maxPduLen = static_cast<unsigned int>(peer.maxPdu);
-    status = msm.connect(peer.host.c_str(), info);
-    int error = errno;
     int final = -1;
     RetrieveCounts counts;
-    if (status != MSM_READ_ACCEPTED) {
-        fail(cl.program(), "no association with %s at %s:%ld: %s", peer.calledAet.c_str(), peer.host.c_str(),
-             peer.port, connectFailureText(msm, status, error).c_str());
-        msm.closeAssociation();
+    if (!connectToPeer(cl.program(), msm, peer, info)) {
+        // connectToPeer has said why and closed the connection.
     } else if ((status = msm.write(model, rq)) != 0) {
         fail(cl.program(), "sending C-MOVE failed (status 0x%04x)", status);
         msm.abortAssociation();

@@ -286,16 +286,8 @@ bool Sender::send(const PeerOptions& peer)
 
     DcMsm msm(peer.callingAet.c_str(), MSM_ROLE_SCU, static_cast<int>(peer.port));
     DcMsmScuInfo info;
-    snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "%s", peer.calledAet.c_str());
     info.sopXferList = contexts.data();
-    info.timeouts.readTimeout = static_cast<unsigned int>(peer.timeout);
-    info.maxPduLen = static_cast<unsigned int>(peer.maxPdu);
-    int status = msm.connect(peer.host.c_str(), info);
-    int error = errno;
-    if (status != MSM_READ_ACCEPTED) {
-        fail(program, "no association with %s at %s:%ld: %s", peer.calledAet.c_str(), peer.host.c_str(), peer.port,
-             connectFailureText(msm, status, error).c_str());
-        msm.closeAssociation();
+    if (!connectToPeer(program, msm, peer, info)) {
         failed += static_cast<int>(files.size());
         return false;
     }

@@ -144,4 +144,19 @@ std::string connectFailureText(DcMsm& msm, int status, int error)
     return outcomeText(status);
 }
 
+bool connectToPeer(const char* program, DcMsm& msm, const PeerOptions& peer, DcMsmScuInfo& info)
+{
+    snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "%s", peer.calledAet.c_str());
+    info.timeouts.readTimeout = static_cast<unsigned int>(peer.timeout);
+    info.maxPduLen = static_cast<unsigned int>(peer.maxPdu);
+    int status = msm.connect(peer.host.c_str(), info);
+    int error = errno;
+    if (status == MSM_READ_ACCEPTED)
+        return true;
+    fail(program, "no association with %s at %s:%ld: %s", peer.calledAet.c_str(), peer.host.c_str(), peer.port,
+         connectFailureText(msm, status, error).c_str());
+    msm.closeAssociation();
+    return false;
+}
+
 }

@@ -5,6 +5,7 @@
 
 class DcMsm;
 class DcMsg;
+struct DcMsmScuInfo;
 
 namespace b3tool {
 
@@ -25,6 +26,12 @@ class CommandLine;
 void addPeerOptions(CommandLine& cl, PeerOptions& peer);
 // Takes HOST or HOST:PORT from the operand; false with a message when bad.
 bool takeHost(const char* program, const std::string& operand, PeerOptions& peer);
+
+// Opens the association with the peer: info's called AE title, read time-out
+// and maximum PDU length come from peer, its contexts from the caller. On
+// failure says why ("no association with AET at HOST:PORT: ..."), closes the
+// connection and returns false.
+bool connectToPeer(const char* program, DcMsm& msm, const PeerOptions& peer, DcMsmScuInfo& info);
 
 // Reads the next message (blocking), skipping nothing: returns read's outcome.
 int readMessage(DcMsm& msm, DcMsg** msg);
