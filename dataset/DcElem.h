@@ -245,6 +245,23 @@ private:
     int valueCapacity;
     // Set in copies: values and raw buffers are those of the original.
     bool sharesValues;
+    // Values parsed from data live in one block: the value pointers followed
+    // by the values. Null when each value is a block of its own.
+    void* pool;
+
+    // How many values the element's tag allows (0: any number).
+    int valueLimit();
+    // Copies count values (as the writers size them) into blocks of their own.
+    void copyValuesFrom(void* const* source, int count);
+    // Gives every pooled value a block of its own before values change.
+    void unpool();
+    // Replaces the values by an empty pool with room for slots value pointers
+    // and dataBytes of values; returns where the values go, or null.
+    unsigned char* newPool(int slots, size_t dataBytes);
+    // Parses a text value into one pool. False when the VR converts each
+    // value on its own (the structured and binary VRs); the caller then
+    // takes the value by value way.
+    bool parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR v, int& status);
 
     // Gives a copy values and raw buffers of its own before they change.
     void ownValues();
