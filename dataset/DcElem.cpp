@@ -72,7 +72,7 @@ DcElem::DcElem(const DcElem& other)
     : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
       valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
-      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr)
+      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr), parsedExactly(false)
 {
     asRead = nullptr;
 }
@@ -101,6 +101,7 @@ DcElem& DcElem::operator=(const DcElem& other)
     releaseAsRead();
     sharesValues = true;
     pool = nullptr;
+    parsedExactly = false;
     return *this;
 }
 
@@ -171,6 +172,7 @@ void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_U
 {
     sharesValues = false;
     pool = nullptr;
+    parsedExactly = false;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = new DcBufList;
@@ -237,6 +239,7 @@ DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR
 {
     sharesValues = false;
     pool = nullptr;
+    parsedExactly = false;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = new DcBufList;
@@ -272,13 +275,14 @@ void DcElem::keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfe
 {
     releaseAsRead();
     unsigned char* bytes = nullptr;
-    if (!elemcodec::isRawVr(vr) && vr != VR_SQ && len > 0) {
+    bool fromValues = parsedExactly && len > 0;
+    if (!fromValues && !elemcodec::isRawVr(vr) && vr != VR_SQ && len > 0) {
         bytes = static_cast<unsigned char*>(malloc(len));
         if (bytes == nullptr)
             return;
         memcpy(bytes, buf, len);
     }
-    asRead = new AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined};
+    asRead = new AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined, fromValues};
 }
 
 void DcElem::dropAsRead()
@@ -366,6 +370,7 @@ void** DcElem::newSlot()
     dropAsRead();
     ownValues();
     unpool();
+    parsedExactly = false;
     int limit = valueLimit();
     if (limit != 0 && valueCount >= limit) {
         free(values[0]);
@@ -410,6 +415,7 @@ void DcElem::deleteAllValues()
 {
     dropAsRead();
     ownValues();
+    parsedExactly = false;
     if (values == nullptr)
         return;
     if (pool != nullptr) {
@@ -462,9 +468,33 @@ bool DcElem::getValueAsRead(const unsigned char*& bytes, unsigned int& len) cons
 {
     bytes = nullptr;
     len = 0;
-    if (!isUnchanged() || asRead->bytes == nullptr)
+    if (!isUnchanged())
+        return false;
+    if (asRead->bytes == nullptr && asRead->fromValues)
+        const_cast<DcElem*>(this)->rebuildAsRead();
+    if (asRead->bytes == nullptr)
         return false;
     bytes = asRead->bytes;
     len = asRead->len;
     return true;
+}
+
+// The bytes of values parsed exactly, written again in the syntax they
+// were read in.
+void DcElem::rebuildAsRead()
+{
+    size_t size = 2;
+    bool text = vrSize == VR_SIZE_BYTE;
+    for (int i = 0; i < valueCount; ++i)
+        size += text ? strlen(static_cast<char*>(values[i])) + 1 : (effectiveVr() == VR_AT ? 4 : vrLen);
+    unsigned char* bytes = static_cast<unsigned char*>(malloc(size));
+    if (bytes == nullptr)
+        return;
+    unsigned int len = 0;
+    if (frameValueNonOX(bytes, len, asRead->xfer, effectiveVr(), vrSize) != 0) {
+        free(bytes);
+        return;
+    }
+    asRead->bytes = bytes;
+    asRead->len = len;
 }

@@ -217,6 +217,9 @@ protected:
         DICT_UID xfer;
         bool unchanged;
         bool undefinedLength;
+        // The values give back exactly the bytes read, so they were not
+        // copied: bytes stays null until getValueAsRead asks for them.
+        bool fromValues;
     };
     AsRead* asRead;  // null for elements not read in lossless mode
 
@@ -228,6 +231,7 @@ protected:
     void keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined);
     void dropAsRead();
     void releaseAsRead();
+    void rebuildAsRead();
     // An element of any tag, known to the dictionary or not, holding the value
     // bytes as read with the given VR (the newer VRs and UN as raw buffers).
     static DcElem* makeAsRead(unsigned int tag, DICT_VR vr, unsigned char* buf, unsigned int len, DICT_UID xfer);
@@ -248,6 +252,8 @@ private:
     // Values parsed from data live in one block: the value pointers followed
     // by the values. Null when each value is a block of its own.
     void* pool;
+    // The values just parsed write back exactly the bytes they came from.
+    bool parsedExactly;
 
     // How many values the element's tag allows (0: any number).
     int valueLimit();

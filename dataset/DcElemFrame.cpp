@@ -440,5 +440,6 @@ int DcElem::parseValBinary(unsigned char* buf, unsigned int len, bool big)
         copyValue(data, buf + i * unit, unit, vrSize, big);
         values[valueCount++] = data;
     }
+    parsedExactly = first == 0 && len % unit == 0 && !isNewerVr(v);
     return 0;
 }

@@ -141,39 +141,50 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
     bool freeText = v == VR_LT || v == VR_ST || v == VR_UT;
     int limit = valueLimit();
     status = 0;
+    // Whether the values joined again give the bytes read: every piece kept
+    // whole, right after the separator that ended the one before.
+    bool exact = true;
+    char* expected = text;
+    char* keptEnd = text;
     // Keeps the piece [piece, end), cut at end, after its check.
     auto keep = [&](char* piece, char* end) {
         char *first, *last;
-        if (passesQuickly(*rule, piece, end, first, last)) {
-            *last = '\0';
-            if (!freeText)
-                piece = first;
-        } else {
+        if (!passesQuickly(*rule, piece, end, first, last)) {
             int checked = verify != nullptr ? (this->*verify)(piece)
                                             : verifyLength("DcElem::verifyValueST", piece, rule->maxLen);
             if (checked == ELEM_ERR_NO_VALUE)
-                *piece = '\0';
+                first = last = piece;
             else if (checked != 0)
                 return checked;
-            else {
-                *last = '\0';
-                if (!freeText)
-                    piece = first;
-            }
         }
+        if (freeText)
+            first = piece;
+        *last = '\0';
+        exact = exact && first == expected;
+        expected = last + 1;
+        keptEnd = last;
         // A tag that allows fewer values keeps the last ones, as adding them
         // one by one would.
         if (limit != 0 && valueCount >= limit) {
+            exact = false;
             memmove(values, values + 1, sizeof(void*) * (valueCount - 1));
-            values[valueCount - 1] = piece;
+            values[valueCount - 1] = first;
         } else {
-            values[valueCount++] = piece;
+            values[valueCount++] = first;
         }
         return 0;
+    };
+    // Written again, the joined values are padded to an even length.
+    auto finish = [&]() {
+        size_t joined = static_cast<size_t>(keptEnd - text);
+        char pad = v == VR_UI ? '\0' : ' ';
+        parsedExactly = status == 0 && exact &&
+                        (joined % 2 == 0 ? joined == len : joined + 1 == len && static_cast<char>(buf[joined]) == pad);
     };
 
     if (freeText || separators == 0) {
         status = keep(text, text + textLen);
+        finish();
         return true;
     }
     char* begin = text;
@@ -202,5 +213,6 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
             break;
         piece = p + 1;
     }
+    finish();
     return true;
 }

@@ -147,3 +147,63 @@ TEST(ParsedValues, ChangeCopyAndEncodeLikeAddedValues)
     EXPECT_EQ(parsedElem.addValue("DERIVED"), 0);
     EXPECT_EQ(text(parsedElem), "DERIVED");
 }
+
+namespace {
+
+// One explicit VR little endian element with a short length field.
+std::string explicitLE(unsigned short group, unsigned short element, const char* vr, const std::string& value)
+{
+    std::string out;
+    for (unsigned short n : {group, element}) {
+        out += static_cast<char>(n & 0xFF);
+        out += static_cast<char>(n >> 8);
+    }
+    out += vr;
+    out += static_cast<char>(value.size() & 0xFF);
+    out += static_cast<char>(value.size() >> 8);
+    return out + value;
+}
+
+}  // namespace
+
+TEST(ParsedValues, InLosslessModeGiveBackTheBytesReadWhetherOrNotTheValuesReproduceThem)
+{
+    struct Case {
+        unsigned short group, element;
+        const char* vr;
+        std::string value;
+    } cases[] = {
+        {0x0008, 0x0008, "CS", "AB\\CDE "},                  // values give these bytes back
+        {0x0008, 0x0018, "UI", std::string("1.2.3\0", 6)},  // likewise, with the padding NUL
+        {0x0010, 0x0020, "LO", " ID1"},                      // trimmed: the values do not
+        {0x0020, 0x0032, "DS", "1\\2\\3\\"},                 // a trailing separator: nor here
+        {0x0028, 0x0010, "US", std::string("\x00\x02", 2)},
+    };
+    std::string bytes;
+    for (const Case& c : cases)
+        bytes += explicitLE(c.group, c.element, c.vr, c.value);
+    Bytes in(bytes.begin(), bytes.end());
+
+    DcElemList list;
+    list.setLossless(true);
+    ASSERT_EQ(parse(list, in, UID_LITTLE_ENDIAN_EXPLICIT), 0);
+    EXPECT_EQ(encode(list, UID_LITTLE_ENDIAN_EXPLICIT), in);
+    for (const Case& c : cases) {
+        DcElem* elem = nullptr;
+        ASSERT_EQ(list.getElem(static_cast<unsigned int>(c.group) << 16 | c.element, &elem), 0);
+        const unsigned char* read = nullptr;
+        unsigned int len = 0;
+        ASSERT_TRUE(elem->getValueAsRead(read, len)) << c.vr;
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(read), len), c.value) << c.vr;
+    }
+
+    // Rewritten in big endian and read again, the binary value turns around.
+    Bytes big = encode(list, UID_BIG_ENDIAN_EXPLICIT);
+    DcElemList again;
+    again.setLossless(true);
+    ASSERT_EQ(parse(again, big, UID_BIG_ENDIAN_EXPLICIT), 0);
+    unsigned short rows = 0;
+    EXPECT_EQ(again.getValue(0x00280010u, rows), 0);
+    EXPECT_EQ(rows, 512);
+    EXPECT_EQ(encode(again, UID_LITTLE_ENDIAN_EXPLICIT), in);
+}
