@@ -84,7 +84,7 @@ DcElem& DcElem::operator=(const DcElem& other)
     if (!sharesValues && values != other.values)
         deleteAllValues();
     if (!sharesValues && rawBufList != other.rawBufList)
-        delete rawBufList;
+        ownBufs.destroyAllNodes();
     DcNode::operator=(other);
     pushedTag = other.pushedTag;
     rawBufList = other.rawBufList;
@@ -111,7 +111,6 @@ DcElem::~DcElem()
     if (sharesValues)
         return;
     deleteAllValues();
-    delete rawBufList;
 }
 
 void DcElem::ownValues()
@@ -124,7 +123,7 @@ void DcElem::ownValues()
     DcBufList* sharedBufs = rawBufList;
     values = nullptr;
     valueCount = valueCapacity = 0;
-    rawBufList = new DcBufList;
+    rawBufList = &ownBufs;
     copyValuesFrom(shared, count);
     for (DcBuf* entry = sharedBufs->first(); entry != nullptr; entry = entry->next()) {
         if (entry->getType() == BUF_MEMORY) {
@@ -175,7 +174,7 @@ void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_U
     parsedExactly = false;
     pushedTag = 0;
     asRead = nullptr;
-    rawBufList = new DcBufList;
+    rawBufList = &ownBufs;
     values = nullptr;
     valueCount = valueCapacity = 0;
     valueIndex = 0;
@@ -242,7 +241,7 @@ DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR
     parsedExactly = false;
     pushedTag = 0;
     asRead = nullptr;
-    rawBufList = new DcBufList;
+    rawBufList = &ownBufs;
     values = nullptr;
     valueCount = valueCapacity = 0;
     valueIndex = 0;

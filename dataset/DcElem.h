@@ -254,6 +254,9 @@ private:
     void* pool;
     // The values just parsed write back exactly the bytes they came from.
     bool parsedExactly;
+    // The raw buffers of an element that owns its values (rawBufList points
+    // here then, and at the original's list in a copy).
+    DcBufList ownBufs;
 
     // How many values the element's tag allows (0: any number).
     int valueLimit();

@@ -146,10 +146,13 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
     bool exact = true;
     char* expected = text;
     char* keptEnd = text;
-    // Keeps the piece [piece, end), cut at end, after its check.
-    auto keep = [&](char* piece, char* end) {
-        char *first, *last;
-        if (!passesQuickly(*rule, piece, end, first, last)) {
+    // Keeps the piece [piece, end), cut at end, after its check. A clean
+    // piece (every character allowed) needs only its ends and length seen.
+    auto keep = [&](char* piece, char* end, bool clean) {
+        char *first = piece, *last = end;
+        bool whole = clean && end > piece && static_cast<size_t>(end - piece) <= rule->maxLen &&
+                     !isBlank(static_cast<unsigned char>(*piece)) && !isBlank(static_cast<unsigned char>(end[-1]));
+        if (!whole && !passesQuickly(*rule, piece, end, first, last)) {
             int checked = verify != nullptr ? (this->*verify)(piece)
                                             : verifyLength("DcElem::verifyValueST", piece, rule->maxLen);
             if (checked == ELEM_ERR_NO_VALUE)
@@ -183,7 +186,7 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
     };
 
     if (freeText || separators == 0) {
-        status = keep(text, text + textLen);
+        status = keep(text, text + textLen, false);
         finish();
         return true;
     }
@@ -200,16 +203,19 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
     char* piece = begin;
     for (;;) {
         bool insideEscape = false;
+        bool clean = true;
         char* p = piece;
         for (; p < end; ++p) {
-            if (escapes && *p == 0x1B)
+            unsigned char c = static_cast<unsigned char>(*p);
+            if (escapes && c == 0x1B)
                 insideEscape = !insideEscape;
-            else if (*p == '\\' && !insideEscape)
+            else if (c == '\\' && !insideEscape)
                 break;
+            clean = clean && rule->allowed[c];
         }
         bool last = p == end;
         *p = '\0';
-        if ((status = keep(piece, p)) != 0 || last)
+        if ((status = keep(piece, p, clean)) != 0 || last)
             break;
         piece = p + 1;
     }
