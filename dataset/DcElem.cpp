@@ -211,6 +211,9 @@ void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_U
         buf = zero;
         len = sizeof zero;
     }
+    // The multiplicity just looked up is the limit for the values parsed.
+    DcElemSlotLimitScope limitScope(this);
+    DcElemSlotLimitScope::remember(this, std::abs(vm));
     parseVal(buf, len, xfer);
 }
 
