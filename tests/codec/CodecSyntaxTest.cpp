@@ -29,7 +29,7 @@ const Expected syntaxes[] = {
      "Deflated Explicit VR Little Endian"},
 };
 
-class Syntaxes : public ::testing::Test {
+class CodecSyntaxes : public ::testing::Test {
 protected:
     void SetUp() override { Dict.reset(); }
     void TearDown() override { Dict.reset(); }
@@ -55,7 +55,7 @@ protected:
 
 }
 
-TEST_F(Syntaxes, CodecUseAloneAddsEachMissingSyntaxOnceUnderItsCurrentName)
+TEST_F(CodecSyntaxes, CodecUseAloneAddsEachMissingSyntaxOnceUnderItsCurrentName)
 {
     for (const Expected& e : syntaxes) {
         DICT_UID number = e.number();
@@ -70,7 +70,7 @@ TEST_F(Syntaxes, CodecUseAloneAddsEachMissingSyntaxOnceUnderItsCurrentName)
     }
 }
 
-TEST_F(Syntaxes, LoadedCurrentDictionaryIsUsedAsItStands)
+TEST_F(CodecSyntaxes, LoadedCurrentDictionaryIsUsedAsItStands)
 {
     ASSERT_EQ(0, Dict.loadCurrent());
     codecRegisterSyntaxes();
@@ -80,7 +80,7 @@ TEST_F(Syntaxes, LoadedCurrentDictionaryIsUsedAsItStands)
     }
 }
 
-TEST_F(Syntaxes, NamesDoNotDependOnWhetherTheCurrentDictionaryIsLoaded)
+TEST_F(CodecSyntaxes, NamesDoNotDependOnWhetherTheCurrentDictionaryIsLoaded)
 {
     std::vector<std::string> alone, current;
     for (const Expected& e : syntaxes) {
@@ -98,7 +98,7 @@ TEST_F(Syntaxes, NamesDoNotDependOnWhetherTheCurrentDictionaryIsLoaded)
     EXPECT_EQ(alone, current);
 }
 
-TEST_F(Syntaxes, AResetDictionaryGetsTheSyntaxesBackOnNextUse)
+TEST_F(CodecSyntaxes, AResetDictionaryGetsTheSyntaxesBackOnNextUse)
 {
     codecRegisterSyntaxes();
     Dict.reset();
