@@ -32,7 +32,8 @@ int jpegDctDecode(const uint8_t* data, size_t size, size_t maxSamples, JpegDctIm
 // Encodes one greyscale image (samples below 2^precision, precision 8 or 12)
 // as extended sequential DCT JPEG: the usual luminance quantisation table
 // scaled to quality (1 to 100, 75 the common choice) and Huffman tables
-// optimised for the image. Returns 0 or CODEC_ERR_UNSUPPORTED.
-int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& out);
+// optimised for the image; a restart marker every restartInterval blocks
+// when not 0. Returns 0 or CODEC_ERR_UNSUPPORTED.
+int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& out, unsigned restartInterval = 0);
 
 #endif

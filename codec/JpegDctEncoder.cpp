@@ -43,12 +43,12 @@ void put16(std::vector<uint8_t>& out, unsigned v)
 
 }
 
-int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& out)
+int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& out, unsigned restartInterval)
 {
     out.clear();
     const unsigned w = image.width, h = image.height, p = image.precision;
     if (w == 0 || h == 0 || w > 65535 || h > 65535 || image.components != 1 || (p != 8 && p != 12) ||
-        image.samples.size() != size_t(w) * h)
+        image.samples.size() != size_t(w) * h || restartInterval > 65535)
         return CODEC_ERR_UNSUPPORTED;
     uint16_t table[64];
     scaledTable(quality, static_cast<int>(p), table);
@@ -62,8 +62,11 @@ int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& 
     long dcFreq[16] = {0}, acFreq[256] = {0};
     int32_t samples[64], coef[64];
     int pred = 0;
+    size_t block = 0;
     for (unsigned by = 0; by < down; by++)
-        for (unsigned bx = 0; bx < across; bx++) {
+        for (unsigned bx = 0; bx < across; bx++, block++) {
+            if (restartInterval != 0 && block % restartInterval == 0)
+                pred = 0;
             for (unsigned r = 0; r < 8; r++) {
                 unsigned y = std::min(by * 8 + r, h - 1);
                 for (unsigned c = 0; c < 8; c++) {
@@ -125,6 +128,10 @@ int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& 
     out.push_back(0);     // quantisation table 0
     jpegWriteHuffmanTable(out, 0, 0, dcCounts, dcSymbols);
     jpegWriteHuffmanTable(out, 1, 0, acCounts, acSymbols);
+    if (restartInterval != 0) {
+        jpegMarker(out, 0xDD, 4);
+        put16(out, restartInterval);
+    }
     jpegMarker(out, 0xDA, 8);
     out.push_back(1);
     out.push_back(1);
@@ -137,6 +144,12 @@ int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& 
     JpegBitWriter bits{out};
     pred = 0;
     for (size_t b = 0; b < blocks.size(); b += 64) {
+        size_t index = b / 64;
+        if (restartInterval != 0 && index != 0 && index % restartInterval == 0) {
+            bits.flush();
+            jpegMarker(out, static_cast<uint8_t>(0xD0 + (index / restartInterval - 1) % 8), 0);
+            pred = 0;
+        }
         const int32_t* zigzag = &blocks[b];
         int diff = zigzag[0] - pred;
         pred = zigzag[0];

@@ -97,6 +97,23 @@ TEST(JpegDctRoundTrip, HigherQualityGivesSmallerErrorsAndLargerCodestreams)
     EXPECT_LE(errorOf(source.samples, fromHigh.samples).worst, 16);
 }
 
+TEST(JpegDctRoundTrip, RestartIntervalsChangeTheCodingNotThePicture)
+{
+    JpegDctImage source = greyImage(45, 30, 12);
+    std::vector<uint8_t> plain;
+    ASSERT_EQ(0, jpegDctEncode(source, 80, plain));
+    JpegDctImage expected;
+    ASSERT_EQ(0, jpegDctDecode(plain.data(), plain.size(), 1 << 20, expected));
+    for (unsigned interval : {1u, 5u, 23u}) {
+        std::vector<uint8_t> restarted;
+        ASSERT_EQ(0, jpegDctEncode(source, 80, restarted, interval));
+        EXPECT_NE(plain, restarted);
+        JpegDctImage decoded;
+        ASSERT_EQ(0, jpegDctDecode(restarted.data(), restarted.size(), 1 << 20, decoded)) << interval;
+        EXPECT_EQ(expected.samples, decoded.samples) << interval;
+    }
+}
+
 TEST(JpegDctRoundTrip, EightBitGreyDecodesAlikeThroughLibjpegAndOurs)
 {
     JpegDctImage source = greyImage(40, 24, 8);
