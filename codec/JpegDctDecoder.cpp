@@ -237,7 +237,14 @@ struct Decoder {
         const int fx = hMax / c.h, fy = vMax / c.v;
         uint16_t* dst = out.samples.data() + channel;
         auto at = [&](unsigned x, unsigned y) { return int(c.plane[size_t(y) * c.stride + x]); };
-        if (fx == 2 && fy == 1 && c.width > 2) {
+        if (fx == 1 && fy == 1) {
+            for (unsigned y = 0; y < h; y++) {
+                const uint16_t* src = &c.plane[size_t(y) * c.stride];
+                uint16_t* row = dst + size_t(y) * w * nc;
+                for (unsigned x = 0; x < w; x++)
+                    row[size_t(x) * nc] = src[x];
+            }
+        } else if (fx == 2 && fy == 1 && c.width > 2) {
             for (unsigned y = 0; y < h; y++)
                 for (unsigned x = 0; x < w; x++) {
                     unsigned i = x / 2;
