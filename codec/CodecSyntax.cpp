@@ -1,5 +1,6 @@
 #include "codec/CodecSyntax.h"
 
+#include <atomic>
 #include <mutex>
 
 #include "dictionary/DcDict.h"
@@ -22,16 +23,34 @@ const AddedSyntax added[] = {
 };
 
 std::mutex registering;
+std::atomic<bool> registeredOnce{false};
+
+// Adds the syntaxes the dictionary lacks; the caller holds the lock.
+void addMissing()
+{
+    for (const AddedSyntax& syntax : added) {
+        DICT_UID uid = UID_NONE;
+        if (Dict.getUidDef(syntax.uid, uid) != 0)
+            Dict.add(syntax.uid, syntax.description, &uid, UID_TRANSFER_SYNTAX);
+    }
+}
 
 // The syntax's number in the dictionary, added first when it is missing.
+// Threads meeting the first use wait for it; later uses only read, unless a
+// reset of the dictionary has dropped the entries since.
 DICT_UID number(const AddedSyntax& syntax)
 {
+    if (!registeredOnce.load(std::memory_order_acquire)) {
+        std::lock_guard<std::mutex> lock(registering);
+        addMissing();
+        registeredOnce.store(true, std::memory_order_release);
+    }
     DICT_UID uid = UID_NONE;
     if (Dict.getUidDef(syntax.uid, uid) == 0)
         return uid;
     std::lock_guard<std::mutex> lock(registering);
-    if (Dict.getUidDef(syntax.uid, uid) != 0)
-        Dict.add(syntax.uid, syntax.description, &uid, UID_TRANSFER_SYNTAX);
+    addMissing();
+    Dict.getUidDef(syntax.uid, uid);
     return uid;
 }
 
