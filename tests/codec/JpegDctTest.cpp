@@ -157,6 +157,29 @@ TEST(JpegDctCodec, TwelveBitFramesAreEncodedAndDecodedThroughTheLossyJpegCodec)
     EXPECT_TRUE(decoded.photometric.empty());
 }
 
+TEST(JpegDctCodec, EightBitExtendedFramesUsingTablesThreeDecodeAlikeThroughLibjpegAndOurs)
+{
+    // Extended frames may use Huffman and quantisation tables 2 and 3,
+    // which baseline ones may not.
+    JpegDctImage source = greyImage(40, 24, 8);
+    std::vector<uint8_t> data;
+    ASSERT_EQ(0, jpegDctEncode(source, 75, data));
+    size_t frame = find(data, 0xC0), scan = find(data, 0xDA);
+    data[frame + 1] = 0xC1;
+    data[frame + 12] = 3;              // quantisation table 3
+    data[find(data, 0xDB) + 4] = 0x03;
+    data[scan + 6] = 0x33;             // Huffman tables 3
+    for (size_t i = 0; i + 4 < scan; i++)
+        if (data[i] == 0xFF && data[i + 1] == 0xC4)
+            data[i + 4] |= 0x03;  // each segment holds one table
+    CodecImage image = testImage(24, 40, 1, 8, 8);
+    CodecFrame decoded;
+    ASSERT_EQ(0, codecJpegBaseline().decode(data.data(), data.size(), image, decoded));
+    JpegDctImage ours;
+    ASSERT_EQ(0, jpegDctDecode(data.data(), data.size(), 1 << 20, ours));
+    EXPECT_EQ(std::vector<uint16_t>(decoded.bytes.begin(), decoded.bytes.end()), ours.samples);
+}
+
 TEST(JpegDctCodec, SignedFramesAreTakenOnlyWithoutNegativeValues)
 {
     LogCapture log;
