@@ -71,7 +71,8 @@ int jpegDctEncode(const JpegDctImage& image, int quality, std::vector<uint8_t>& 
                 unsigned y = std::min(by * 8 + r, h - 1);
                 for (unsigned c = 0; c < 8; c++) {
                     unsigned x = std::min(bx * 8 + c, w - 1);
-                    samples[8 * r + c] = static_cast<int32_t>(std::min<unsigned>(image.samples[size_t(y) * w + x], top)) - center;
+                    unsigned v = std::min<unsigned>(image.samples[size_t(y) * w + x], top);
+                    samples[8 * r + c] = static_cast<int32_t>(v) - center;
                 }
             }
             jpegForwardDct(samples, static_cast<int>(p), coef);
