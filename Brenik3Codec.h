@@ -12,6 +12,7 @@
 #include "codec/CodecSyntax.h"
 #include "codec/CodecTypes.h"
 #include "codec/DicomJson.h"
+#include "codec/JpegDct.h"
 #include "codec/JpegLosslessDecoder.h"
 
 #endif

@@ -70,6 +70,7 @@ while read -r name ours peerEncode peerDecode; do
 done <<'CASES'
 rle --rle dcmcrle dcmdrle
 jpeg-lossless --jpeg-lossless dcmcjpeg,+e1 dcmdjpeg
+jpeg-12bit-lossy --jpeg,--lossy dcmcjpeg,+ee dcmdjpeg
 jpeg-ls --jpls dcmcjpls dcmdjpls
 j2k-lossless --j2k-lossless gdcmconv,--j2k gdcmconv,--raw
 CASES

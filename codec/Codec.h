@@ -37,7 +37,10 @@ const PixelCodec* codecFind(DICT_UID xfer);
 
 // Codecs by kind, also usable on their own.
 const PixelCodec& codecRle();
-const PixelCodec& codecJpegBaseline();   // 8-bit lossy JPEG through libjpeg
+// Lossy JPEG, baseline and extended: 8-bit images through libjpeg; 12-bit
+// ones (decoded in grey or colour, encoded in grey, unsigned or without
+// negative values) and 8-bit ones libjpeg refuses through our own coder.
+const PixelCodec& codecJpegBaseline();
 const PixelCodec& codecJpegLossless();   // process 14, first-order prediction
 const PixelCodec& codecJpegLs();         // CharLS; NEAR from the options
 const PixelCodec& codecJ2k(bool lossless);  // OpenJPEG

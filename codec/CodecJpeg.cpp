@@ -1,4 +1,5 @@
-// Lossy JPEG (baseline and 8-bit extended) through libjpeg.
+// Lossy JPEG (baseline and extended): 8-bit images through libjpeg, 12-bit
+// ones, and 8-bit ones libjpeg refuses, through our own coder.
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
@@ -6,6 +7,7 @@
 #include <jpeglib.h>
 
 #include "codec/Codec.h"
+#include "codec/CodecJpegDct.h"
 #include "foundation/DcLog.h"
 
 namespace {
@@ -40,10 +42,18 @@ public:
         int status = codecCheckDecode(fn, data, size, image);
         if (status != 0)
             return status;
-        if (image.bitsAllocated != 8) {
-            logReport(LOG_CHANNEL_1, fn, "Only 8-bit lossy JPEG is decoded, not %u bits", image.bitsStored);
-            return CODEC_ERR_UNSUPPORTED;
+        if (image.bitsAllocated == 8 && codecJpegPrecision(data, size) == 8) {
+            status = decodeLibjpeg(data, size, image, out);
+            // libjpeg refuses some valid extended files (four tables of a kind).
+            if (status != CODEC_ERR_CORRUPT)
+                return status;
         }
+        return codecJpegDctDecode(data, size, image, out);
+    }
+
+    int decodeLibjpeg(const uint8_t* data, size_t size, const CodecImage& image, CodecFrame& out) const
+    {
+        const char* fn = "JpegCodec::decode";
         out.bytes.assign(image.frameBytes(), 0);
         out.photometric.clear();
         jpeg_decompress_struct info;
@@ -104,6 +114,8 @@ public:
         int status = codecCheckEncode(fn, pixels, size, image);
         if (status != 0)
             return status;
+        if (image.bitsStored > 8)
+            return codecJpegDctEncode(pixels, image, options, out);
         if (image.bitsAllocated != 8 || (image.samplesPerPixel != 1 && image.samplesPerPixel != 3) ||
             (image.samplesPerPixel == 3 && image.photometric != "RGB")) {
             logReport(LOG_CHANNEL_1, fn, "Lossy JPEG takes 8-bit grey or RGB images only");

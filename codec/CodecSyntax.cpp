@@ -1,52 +1,72 @@
 #include "codec/CodecSyntax.h"
 
+#include <atomic>
 #include <mutex>
 
 #include "dictionary/DcDict.h"
 
 namespace {
 
+// The names match the current dictionary's, so that a name does not depend
+// on whether loadCurrent() ran.
 struct AddedSyntax {
     const char* uid;
     const char* description;
-    DICT_UID number;
 };
 
-AddedSyntax added[] = {
-    {"1.2.840.10008.1.2.4.80", "JPEG-LS Lossless Image Compression", UID_NONE},
-    {"1.2.840.10008.1.2.4.81", "JPEG-LS Lossy (Near-Lossless) Image Compression", UID_NONE},
-    {"1.2.840.10008.1.2.4.90", "JPEG 2000 Image Compression (Lossless Only)", UID_NONE},
-    {"1.2.840.10008.1.2.4.91", "JPEG 2000 Image Compression", UID_NONE},
-    {"1.2.840.10008.1.2.1.99", "Deflated Explicit VR Little Endian", UID_NONE},
+const AddedSyntax added[] = {
+    {"1.2.840.10008.1.2.4.80", "JPEG-LS Lossless Image Compression"},
+    {"1.2.840.10008.1.2.4.81", "JPEG-LS Lossy (Near-Lossless) Image Compression"},
+    {"1.2.840.10008.1.2.4.90", "JPEG 2000 Image Compression (Lossless Only)"},
+    {"1.2.840.10008.1.2.4.91", "JPEG 2000 Image Compression"},
+    {"1.2.840.10008.1.2.1.99", "Deflated Explicit VR Little Endian"},
 };
 
-std::once_flag registered;
+std::mutex registering;
+std::atomic<bool> registeredOnce{false};
 
-DICT_UID number(int i)
+// Adds the syntaxes the dictionary lacks; the caller holds the lock.
+void addMissing()
 {
-    codecRegisterSyntaxes();
-    return added[i].number;
+    for (const AddedSyntax& syntax : added) {
+        DICT_UID uid = UID_NONE;
+        if (Dict.getUidDef(syntax.uid, uid) != 0)
+            Dict.add(syntax.uid, syntax.description, &uid, UID_TRANSFER_SYNTAX);
+    }
+}
+
+// The syntax's number in the dictionary, added first when it is missing.
+// Threads meeting the first use wait for it; later uses only read, unless a
+// reset of the dictionary has dropped the entries since.
+DICT_UID number(const AddedSyntax& syntax)
+{
+    if (!registeredOnce.load(std::memory_order_acquire)) {
+        std::lock_guard<std::mutex> lock(registering);
+        addMissing();
+        registeredOnce.store(true, std::memory_order_release);
+    }
+    DICT_UID uid = UID_NONE;
+    if (Dict.getUidDef(syntax.uid, uid) == 0)
+        return uid;
+    std::lock_guard<std::mutex> lock(registering);
+    addMissing();
+    Dict.getUidDef(syntax.uid, uid);
+    return uid;
 }
 
 }
 
 void codecRegisterSyntaxes()
 {
-    std::call_once(registered, [] {
-        for (AddedSyntax& syntax : added) {
-            DICT_UID uid = UID_NONE;
-            if (Dict.getUidDef(syntax.uid, uid) != 0)
-                Dict.add(syntax.uid, syntax.description, &uid, UID_TRANSFER_SYNTAX);
-            syntax.number = uid;
-        }
-    });
+    for (const AddedSyntax& syntax : added)
+        number(syntax);
 }
 
-DICT_UID codecJpegLsLossless() { return number(0); }
-DICT_UID codecJpegLsNearLossless() { return number(1); }
-DICT_UID codecJ2kLossless() { return number(2); }
-DICT_UID codecJ2k() { return number(3); }
-DICT_UID codecDeflate() { return number(4); }
+DICT_UID codecJpegLsLossless() { return number(added[0]); }
+DICT_UID codecJpegLsNearLossless() { return number(added[1]); }
+DICT_UID codecJ2kLossless() { return number(added[2]); }
+DICT_UID codecJ2k() { return number(added[3]); }
+DICT_UID codecDeflate() { return number(added[4]); }
 
 bool codecIsNative(DICT_UID xfer)
 {

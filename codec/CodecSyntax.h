@@ -4,12 +4,21 @@
 #include "dictionary/DcDictTypes.h"
 
 // The transfer syntaxes that the built-in UID table lacks (JPEG-LS, JPEG
-// 2000, Deflate) are added to the dictionary by codecRegisterSyntaxes; every
-// codec entry point calls it, and so may an application before reading
-// files in these syntaxes. Calling it again does nothing.
+// 2000, Deflate). When the application has loaded the current dictionary
+// (DcDict::loadCurrent) they are taken from it; otherwise
+// codecRegisterSyntaxes adds those still missing, under the same names the
+// current dictionary gives them. Every codec entry point calls it, and so may
+// an application before reading files in these syntaxes; calling it again,
+// or after loadCurrent(), adds nothing. After Dict.reset() the next call adds
+// them again.
+//
+// An application that loads the current dictionary should do so before its
+// first use of a codec: entries added earlier keep precedence over the
+// current dictionary's own (same UIDs, same names, other DICT_UID values).
 void codecRegisterSyntaxes();
 
-// The dictionary's number of each added syntax (UID_NONE before registration).
+// The dictionary's number of each of these syntaxes (registering them first
+// when needed).
 DICT_UID codecJpegLsLossless();
 DICT_UID codecJpegLsNearLossless();
 DICT_UID codecJ2kLossless();

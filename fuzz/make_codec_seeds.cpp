@@ -13,6 +13,7 @@
 #include "codec/CodecFile.h"
 #include "codec/CodecFrames.h"
 #include "codec/DicomJson.h"
+#include "codec/JpegDct.h"
 #include "tests/media/MediaTestUtil.h"
 
 namespace {
@@ -108,6 +109,26 @@ void codestreamSeeds(const std::string& dir, std::vector<std::vector<uint8_t>>& 
     }
 }
 
+// A 12-bit JPEG with a restart marker every two blocks, for our own DCT
+// decoder behind the lossy JPEG codec.
+void restartSeed(const std::string& dir)
+{
+    CodecImage image = imageOf(layouts[1]);
+    std::vector<uint8_t> pixels = pixelsOf(image);
+    JpegDctImage source;
+    source.width = image.columns;
+    source.height = image.rows;
+    source.components = 1;
+    source.precision = 12;
+    for (size_t i = 0; i + 1 < pixels.size(); i += 2)
+        source.samples.push_back(static_cast<uint16_t>(pixels[i] | (pixels[i + 1] << 8)));
+    std::vector<uint8_t> coded;
+    if (jpegDctEncode(source, 75, coded, 2) != 0)
+        failures++;
+    else
+        save(dir, "jpeg-mono12-restart", decodePrefix(1, image), coded);
+}
+
 void frameSeeds(const std::string& dir, const std::vector<std::vector<uint8_t>>& frames)
 {
     uint8_t count = static_cast<uint8_t>(frames.size() - 1);
@@ -161,6 +182,7 @@ int codecSeeds(const std::string& dir)
     mkdir(dir.c_str(), 0755);
     std::vector<std::vector<uint8_t>> frames;
     codestreamSeeds(dir, frames);
+    restartSeed(dir);
     if (!frames.empty())
         frameSeeds(dir, frames);
     dataSetSeeds(dir);

@@ -40,6 +40,9 @@ bool convertFile(const Job& job, const std::string& input, const std::string& ou
     }
     DICT_UID from = meta.xferSyn == UID_NONE ? UID_LITTLE_ENDIAN_IMPLICIT : meta.xferSyn;
     DICT_UID to = job.to == UID_NONE ? from : job.to;
+    CodecImage image;
+    if (to == UID_JPEG_BASELINE && codecReadImage(list, image) == 0 && image.bitsStored > 8)
+        to = UID_JPEG_EXTENDED;  // baseline holds 8-bit samples only
     status = codecConvert(list, from, to, job.options, job.lossy);
     if (status == CODEC_ERR_LOSSY) {
         fail(job.program, "%s: the conversion would be lossy; give --lossy to allow it", input.c_str());
@@ -75,7 +78,7 @@ int main(int argc, char** argv)
         {"--deflate", "Deflated Explicit VR Little Endian"},
         {"--rle", "RLE Lossless"},
         {"--jpeg-lossless", "JPEG Lossless, first-order prediction"},
-        {"--jpeg", "JPEG Baseline (8 bits; lossy)"},
+        {"--jpeg", "JPEG Baseline (8 bits) or Extended (12 bits); lossy"},
         {"--jpls", "JPEG-LS (lossless; near-lossless with --near)"},
         {"--j2k", "JPEG 2000 (lossy, ratio from --ratio)"},
         {"--j2k-lossless", "JPEG 2000 lossless"},

@@ -1,5 +1,6 @@
 // b3-convert, b3-png and b3-dump --json against dcmtk's and GDCM's
 // encoders, decoders and JSON writer, on the same files.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -106,6 +107,73 @@ TEST_F(CodecTools, LossyJpeg2000DecodesAsGdcmDecodesIt)
     r = run({"dcmdump", dir + "/lossy.dcm"});
     EXPECT_NE(std::string::npos, r.out.find("(0028,2110) CS [01]")) << r.out;
     EXPECT_NE(std::string::npos, r.out.find("ISO_15444_1")) << r.out;
+}
+
+// Mean and largest difference of two 16-bit frames.
+struct WordError {
+    int worst = 0;
+    double mean = 0;
+};
+
+WordError wordError(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b)
+{
+    WordError e;
+    size_t n = std::min(a.size(), b.size()) / 2;
+    for (size_t i = 0; i < n; i++) {
+        int d = std::abs((a[2 * i] | (a[2 * i + 1] << 8)) - (b[2 * i] | (b[2 * i + 1] << 8)));
+        e.worst = std::max(e.worst, d);
+        e.mean += d;
+    }
+    e.mean = n ? e.mean / double(n) : 1e9;
+    if (a.size() != b.size())
+        e.worst = 1 << 20;
+    return e;
+}
+
+TEST_F(CodecTools, TwelveBitLossyJpegOfDcmtkDecodesAsDcmdjpegDecodesIt)
+{
+    need({"b3-convert", "b3-mkimage"}, {"dcmcjpeg", "dcmdjpeg"});
+    std::string original = makeImage("ct.dcm", {"--size", "200"});
+    for (std::vector<std::string> options : {std::vector<std::string>{"+ee"}, {"+ee", "+q", "40"}}) {
+        SCOPED_TRACE(options.back());
+        std::vector<std::string> encode = {"dcmcjpeg"};
+        encode.insert(encode.end(), options.begin(), options.end());
+        encode.insert(encode.end(), {original, dir + "/theirs.dcm"});
+        ASSERT_EQ(0, run(encode).status);
+        ASSERT_EQ(0, run({"dcmdjpeg", dir + "/theirs.dcm", dir + "/their-decoded.dcm"}).status);
+        RunResult r = tool("b3-convert", {"--explicit", dir + "/theirs.dcm", dir + "/ours-decoded.dcm"});
+        ASSERT_EQ(0, r.status) << r.err;
+        std::vector<uint8_t> theirs = pixelsOf(dir + "/their-decoded.dcm");
+        ASSERT_EQ(200u * 200u * 2u, theirs.size());
+        WordError e = wordError(theirs, pixelsOf(dir + "/ours-decoded.dcm"));
+        EXPECT_LE(e.worst, 1);
+        EXPECT_LT(e.mean, 0.5);
+    }
+}
+
+TEST_F(CodecTools, OurTwelveBitLossyJpegDecodesWithDcmtkAndGdcmAsWithUs)
+{
+    need({"b3-convert", "b3-mkimage", "b3-dump"}, {"dcmdjpeg", "dcmftest"});
+    std::string original = makeImage("ct.dcm", {"--size", "200"});
+    RunResult r = tool("b3-convert", {"--jpeg", original, dir + "/lossy.dcm"});
+    EXPECT_EQ(1, r.status);
+    EXPECT_NE(std::string::npos, r.err.find("--lossy")) << r.err;
+    r = tool("b3-convert", {"--jpeg", "--lossy", original, dir + "/lossy.dcm"});
+    ASSERT_EQ(0, r.status) << r.err;
+    EXPECT_NE(std::string::npos, run({"dcmftest", dir + "/lossy.dcm"}).out.find("yes"));
+    EXPECT_NE(std::string::npos, tool("b3-dump", {dir + "/lossy.dcm"}).out.find("1.2.840.10008.1.2.4.51"));
+    ASSERT_EQ(0, run({"dcmdjpeg", dir + "/lossy.dcm", dir + "/dcmtk.dcm"}).status);
+    ASSERT_EQ(0, tool("b3-convert", {"--explicit", dir + "/lossy.dcm", dir + "/ours.dcm"}).status);
+    std::vector<uint8_t> dcmtk = pixelsOf(dir + "/dcmtk.dcm"), ours = pixelsOf(dir + "/ours.dcm");
+    WordError e = wordError(pixelsOf(original), dcmtk);
+    EXPECT_GT(e.worst, 0);  // lossy after all
+    EXPECT_LT(e.worst, 64);
+    EXPECT_LT(e.mean, 4.0);
+    EXPECT_LE(wordError(dcmtk, ours).worst, 1);
+    if (run({"which", "gdcmconv"}).status == 0) {
+        ASSERT_EQ(0, run({"gdcmconv", "--raw", dir + "/lossy.dcm", dir + "/gdcm.dcm"}).status);
+        EXPECT_LE(wordError(pixelsOf(dir + "/gdcm.dcm"), ours).worst, 1);
+    }
 }
 
 TEST_F(CodecTools, ConvertingAFolderKeepsEveryNonPixelElement)
