@@ -72,7 +72,7 @@ DcElem::DcElem(const DcElem& other)
     : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
       valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
-      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr), parsedExactly(false)
+      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr), parsedExactly(false), pooledLen(0)
 {
     asRead = nullptr;
 }
@@ -102,6 +102,7 @@ DcElem& DcElem::operator=(const DcElem& other)
     sharesValues = true;
     pool = nullptr;
     parsedExactly = false;
+    pooledLen = 0;
     return *this;
 }
 
@@ -172,6 +173,7 @@ void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_U
     sharesValues = false;
     pool = nullptr;
     parsedExactly = false;
+    pooledLen = 0;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = &ownBufs;
@@ -230,8 +232,10 @@ DICT_VR DcElem::effectiveVr()
 
 void DcElem::setVr(DICT_VR newVr)
 {
-    if (newVr != vr)
+    if (newVr != vr) {
         dropAsRead();
+        parsedExactly = false;
+    }
     vr = newVr;
 }
 
@@ -242,6 +246,7 @@ DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR
     sharesValues = false;
     pool = nullptr;
     parsedExactly = false;
+    pooledLen = 0;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = &ownBufs;

@@ -123,6 +123,17 @@ int DcElem::frameValueNonOX(unsigned char* buf, unsigned int& len, DICT_UID xfer
     len = 0;
     if (values == nullptr || valueCount == 0)
         return ELEM_ERR_NO_VALUE;
+    if (size == VR_SIZE_BYTE && pooledTextInPlace()) {
+        // The values as parsed, separators put back where they were.
+        const char* start = static_cast<const char*>(values[0]);
+        memcpy(buf, start, pooledLen);
+        for (int i = 1; i < valueCount; ++i)
+            buf[static_cast<const char*>(values[i]) - start - 1] = '\\';
+        len = pooledLen;
+        if (len % 2 != 0)
+            buf[len++] = v == VR_UI ? '\0' : ' ';
+        return 0;
+    }
     if (size == VR_SIZE_BYTE) {
         for (int i = 0; i < valueCount; ++i) {
             if (i > 0)
@@ -361,9 +372,11 @@ int DcElem::getBufSize(unsigned int& size, int*)
         return 0;
     }
     unsigned int textSize = 0;
+    bool inPlace = pooledTextInPlace();
     if (isTextVr(v))
         for (int i = 0; i < valueCount; ++i) {
-            textSize += static_cast<unsigned int>(strlen(static_cast<char*>(values[i])) + 1);
+            size_t n = inPlace ? pooledValueLen(i) : strlen(static_cast<char*>(values[i]));
+            textSize += static_cast<unsigned int>(n + 1);
             textSize += textSize % 2;
         }
     // The binary and structured values take at most their VR's longest form.

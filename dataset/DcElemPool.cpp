@@ -42,6 +42,14 @@ void DcElem::unpool()
     free(block);
 }
 
+size_t DcElem::pooledValueLen(int i) const
+{
+    const char* value = static_cast<const char*>(values[i]);
+    const char* end = i + 1 < valueCount ? static_cast<const char*>(values[i + 1]) - 1
+                                         : static_cast<const char*>(values[0]) + pooledLen;
+    return static_cast<size_t>(end - value);
+}
+
 unsigned char* DcElem::newPool(int slots, size_t dataBytes)
 {
     // Two spare slots keep the null entries past the last value that the
@@ -183,6 +191,7 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
         char pad = v == VR_UI ? '\0' : ' ';
         parsedExactly = status == 0 && exact &&
                         (joined % 2 == 0 ? joined == len : joined + 1 == len && static_cast<char>(buf[joined]) == pad);
+        pooledLen = static_cast<unsigned int>(joined);
     };
 
     if (freeText || separators == 0) {
