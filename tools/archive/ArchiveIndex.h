@@ -67,6 +67,8 @@ protected:
     virtual const char* keyType() const = 0;
 
 private:
+    // Adds the key columns of level that an older table lacks.
+    bool addMissingColumns(Level level, std::string& error);
     bool selectOne(const std::string& sql, const std::vector<std::string>& params, std::string& value,
                    std::string& error);
     // The primary key of the row of table whose unique column is value,
