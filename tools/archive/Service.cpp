@@ -20,9 +20,19 @@ using namespace b3tool;
 // 1 when date and time keys are to be matched as one date-time.
 const size_t COMBINED_DATE_TIME_BYTE = 1;
 
+const unsigned int TAG_CHARSET = 0x00080005;
 const unsigned int TAG_LEVEL = 0x00080052;
 const unsigned int TAG_RETRIEVE_AE = 0x00080054;
 const unsigned int TAG_FAILED_UIDS = 0x00080058;
+
+// Whether text needs no character set beyond the default repertoire.
+bool isPlainAscii(const std::string& text)
+{
+    for (unsigned char c : text)
+        if (c >= 0x80 || c == 0x1B)
+            return false;
+    return true;
+}
 
 // An answer's element: the value as text, or empty. A sequence key comes
 // back as an empty sequence.
@@ -149,14 +159,21 @@ void Service::find(DcCmd& rq, DcMsg& identifier, DICT_UID model)
                 if (cancelWaiting(lost) || lost)
                     return false;
                 DcElemList* answerSet = new DcElemList;
-                answerSet->add(textElement(TAG_LEVEL, levelText(query.level)));
+                bool plain = true;
                 for (unsigned int tag : query.requested) {
                     auto it = row.find(tag);
                     std::string value = it != row.end() ? it->second : "";
                     if (tag == TAG_RETRIEVE_AE)
                         value = cfg.aeTitle;
+                    plain = plain && isPlainAscii(value);
                     answerSet->add(textElement(tag, value));
                 }
+                // The character set of the record, as it arrived, whenever
+                // the record had one or an answer's text needs one.
+                auto charset = row.find(TAG_CHARSET);
+                if (charset != row.end() && (!charset->second.empty() || !plain))
+                    answerSet->add(textElement(TAG_CHARSET, charset->second));
+                answerSet->add(textElement(TAG_LEVEL, levelText(query.level)));
                 DcCmdCFindRsp rsp;
                 rsp.parseRequest(&rq);
                 answer(rsp, model, QR_PENDING, answerSet);
