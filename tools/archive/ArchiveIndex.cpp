@@ -196,14 +196,10 @@ bool ArchiveIndex::instances(const Query& query, std::vector<RetrieveItem>& item
                   error);
 }
 
-bool ArchiveIndex::allPaths(std::vector<std::string>& paths, std::string& error)
+bool ArchiveIndex::eachPath(const std::function<bool(const std::string&)>& each, std::string& error)
 {
     return select("SELECT path FROM instance ORDER BY pk", {},
-                  [&](const std::vector<std::string>& row) {
-                      paths.push_back(row[0]);
-                      return true;
-                  },
-                  error);
+                  [&](const std::vector<std::string>& row) { return each(row[0]); }, error);
 }
 
 bool ArchiveIndex::removeInTransaction(const std::string& path, std::string& error)

@@ -4,7 +4,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <set>
+#include <algorithm>
+#include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -125,24 +126,34 @@ bool indexFile(const std::string& root, const std::string& relativePath, Archive
 
 bool checkStore(const std::string& root, ArchiveIndex& index, bool rebuild, CheckResult& result, std::string& error)
 {
-    std::set<std::string> indexed;
+    // The files indexed, by a hash of their path: a few bytes each, however
+    // large the archive. (Were two paths ever to share a hash, the second
+    // file would wait for --reindex.)
+    std::vector<size_t> indexed;
+    std::hash<std::string> hashOf;
     if (rebuild) {
         if (!index.clear(error))
             return false;
     } else {
-        std::vector<std::string> paths;
-        if (!index.allPaths(paths, error))
+        std::vector<std::string> missing;
+        bool listed = index.eachPath(
+            [&](const std::string& path) {
+                struct stat st;
+                if (stat((root + "/" + path).c_str(), &st) == 0)
+                    indexed.push_back(hashOf(path));
+                else
+                    missing.push_back(path);
+                return true;
+            },
+            error);
+        if (!listed)
             return false;
-        for (const std::string& path : paths) {
-            struct stat st;
-            if (stat((root + "/" + path).c_str(), &st) == 0) {
-                indexed.insert(path);
-                continue;
-            }
+        for (const std::string& path : missing) {
             if (!index.removePath(path, error))
                 return false;
             result.dropped++;
         }
+        std::sort(indexed.begin(), indexed.end());
     }
     std::error_code ec;
     std::vector<std::string> found;
@@ -155,7 +166,8 @@ bool checkStore(const std::string& root, ArchiveIndex& index, bool rebuild, Chec
         if ((name[0] == '.' && endsWith(name, PART_SUFFIX)) || name.rfind(RECEIVING_PREFIX, 0) == 0) {
             if (unlink(it->path().c_str()) == 0)
                 result.removed++;
-        } else if (endsWith(name, FILE_SUFFIX) && name[0] != '.' && indexed.count(relative) == 0) {
+        } else if (endsWith(name, FILE_SUFFIX) && name[0] != '.' &&
+                   !std::binary_search(indexed.begin(), indexed.end(), hashOf(relative))) {
             found.push_back(relative);
         }
     }
