@@ -145,6 +145,8 @@ TEST_F(IndexTest, DateAndTimeRanges)
     EXPECT_EQ(match("STUDY", {{T_0008_0030_studyTime, "0800-1706"}}, 0x0020000D), (Values{"1.1", "1.2"}));
     EXPECT_EQ(match("STUDY", {{T_0008_0030_studyTime, "0800-1705"}}, 0x0020000D), (Values{"1.1"}));
     EXPECT_EQ(match("STUDY", {{T_0008_0030_studyTime, "-0000"}}, 0x0020000D), (Values{"3.1"}));
+    // A range open at both ends takes every study that has a date.
+    EXPECT_EQ(match("STUDY", {{T_0008_0020_studyDate, "-"}}, 0x0020000D).size(), 4u);
 }
 
 TEST_F(IndexTest, DateAndTimeMatchAsOneDateTimeWhenAsked)

@@ -70,24 +70,21 @@ bool matchesAll(const std::string& value)
 
 void rangeCondition(const Key& key, const std::string& value, std::vector<Condition>& into)
 {
-    size_t dash = value.find('-');
-    std::string low = value.substr(0, dash);
-    std::string high = value.substr(dash + 1);
+    std::string low, high;
+    rangeEnds(value, low, high);
     std::string col = column(key);
     Condition c;
-    std::string sql;
+    c.sql = "(" + col + " <> ''";
     if (!low.empty()) {
-        sql = col + " >= ?";
+        c.sql += " AND " + col + " >= ?";
         c.params.push_back(low);
     }
     if (!high.empty()) {
-        if (!sql.empty())
-            sql += " AND ";
         // A shorter upper bound takes everything it is a prefix of: 12 ends at 125959.
-        sql += "substr(" + col + ", 1, " + std::to_string(high.size()) + ") <= ?";
+        c.sql += " AND substr(" + col + ", 1, " + std::to_string(high.size()) + ") <= ?";
         c.params.push_back(high);
     }
-    c.sql = "(" + col + " <> '' AND " + sql + ")";
+    c.sql += ")";
     into.push_back(c);
 }
 
