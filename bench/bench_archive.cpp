@@ -1,9 +1,14 @@
 // The archive's index under load: 100,000 instances (10,000 patients, one
 // study of two series of five instances each), indexed directly, then
 // study-level queries by patient ID and by a wildcard patient name, each
-// timed alone, with the 95th percentile reported.
+// timed alone, with the 95th percentile and the process's peak resident
+// memory reported. With B3_BENCH_ARCHIVE=FOLDER the index is made in
+// FOLDER/index.sqlite and kept, with an empty file for each instance, so
+// that b3-archive -o FOLDER can serve it (bench/archive-100k.sh).
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <unistd.h>
 
 #include <benchmark/benchmark.h>
@@ -18,12 +23,41 @@ namespace {
 const int PATIENTS = 10000;
 const char* const SURNAMES[] = {"Smith", "Jones", "Brown", "Miller", "Novak", "Horvat", "Garcia", "Moreau"};
 
+// Peak resident memory of this process (VmHWM), in MB.
+double peakResidentMb()
+{
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line))
+        if (line.rfind("VmHWM:", 0) == 0)
+            return std::atof(line.c_str() + 6) / 1024.0;
+    return 0;
+}
+
+// The index of the run, its folder removed at exit unless it is to be kept.
+struct BenchIndex {
+    std::unique_ptr<ArchiveIndex> index;
+    std::string folder;
+    bool keep = false;
+    ~BenchIndex()
+    {
+        index.reset();
+        if (!keep && !folder.empty())
+            fs::remove_all(folder);
+    }
+};
+
 ArchiveIndex& sharedIndex()
 {
-    static std::unique_ptr<ArchiveIndex> index;
+    static BenchIndex made;
+    std::unique_ptr<ArchiveIndex>& index = made.index;
     if (index)
         return *index;
-    std::string folder = fs::temp_directory_path() / ("b3-bench-index-" + std::to_string(getpid()));
+    const char* kept = std::getenv("B3_BENCH_ARCHIVE");
+    std::string folder = kept != nullptr ? std::string(kept)
+                                         : (fs::temp_directory_path() / ("b3-bench-index-" + std::to_string(getpid()))).string();
+    made.folder = folder;
+    made.keep = kept != nullptr;
     fs::remove_all(folder);
     fs::create_directories(folder);
     std::string error;
@@ -44,6 +78,10 @@ ArchiveIndex& sharedIndex()
                             {0x00080018, sop}};
                 o.path = study + "/" + sop + ".dcm";
                 index->add(o, error);
+                if (kept != nullptr) {
+                    fs::create_directories(folder + "/" + study);
+                    std::ofstream(folder + "/" + o.path);
+                }
             }
         }
     }
@@ -75,6 +113,7 @@ void runQuery(benchmark::State& state, unsigned int tag, const std::function<std
                    error);
         benchmark::DoNotOptimize(matches);
     }
+    state.counters["peak_MB"] = peakResidentMb();
 }
 
 void StudiesByPatientId(benchmark::State& state)

@@ -7,73 +7,28 @@
 // complete, so an interrupted transfer never leaves a file under its final
 // name. SIGINT and SIGTERM stop the receiver and its running associations.
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <map>
-#include <poll.h>
 #include <string>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 #include <Brenik3.h>
 
 #include "common/CommandLine.h"
 #include "common/CurrentUids.h"
+#include "common/IncomingStore.h"
 #include "common/Proposals.h"
-#include "common/ReceivedFile.h"
-#include "common/Tags.h"
+#include "common/ScpLoop.h"
 
 using namespace b3tool;
 
 namespace {
 
-// Status (0000,0900) values of the C-STORE response.
-enum : unsigned short {
-    STORE_SUCCESS = 0x0000,
-    STORE_OUT_OF_RESOURCES = 0xA700,
-    STORE_CANNOT_UNDERSTAND = 0xC000
-};
-
-const int POLL_INTERVAL_MS = 250;
-const int STOP_GRACE_SECONDS = 5;
-
-volatile sig_atomic_t stopRequested = 0;
-// The file an association process is writing, removed if it is stopped.
-char partialPath[4096] = "";
-
-void onStopParent(int)
-{
-    stopRequested = 1;
-}
-
-void onStopChild(int)
-{
-    if (partialPath[0] != '\0')
-        unlink(partialPath);
-    _exit(EXIT_FAILED);
-}
-
-void installHandler(int sig, void (*handler)(int))
-{
-    struct sigaction action = {};
-    action.sa_handler = handler;
-    sigemptyset(&action.sa_mask);
-    sigaction(sig, &action, nullptr);
-}
-
-struct Settings {
-    std::string aeTitle = "B3-RECEIVE";
+struct Settings : ScpSettings {
     std::string output = "received";
-    long port = 0;
-    long timeout = 30;
     long maxPdu = 65536;
     bool acceptAll = false;
-    std::vector<std::string> acceptCalling;
 };
 
 // The acceptance table for what the caller proposes: every storage SOP
@@ -119,17 +74,10 @@ std::vector<DcMsmSopXferSyn> acceptanceFor(const std::vector<Proposal>& proposal
     return contexts;
 }
 
-std::string commandText(DcMsg& msg, int tag)
-{
-    char text[DICT_UID_MAX + 1] = "";
-    msg.getValue(tag, text, DICT_UID_MAX, ELEM_VAL_INDEX_KEEP);
-    return text;
-}
-
 // One association, served in its own process.
 class Association {
 public:
-    Association(const Settings& settings, int number) : cfg(settings), id(number), file(settings.output) {}
+    Association(const Settings& settings, int number) : cfg(settings), id(number), incoming(settings.output) {}
     int serve(int sock, const sockaddr_in& peerAddress);
 
 private:
@@ -138,91 +86,14 @@ private:
     std::string peer;
     int stored = 0;
     int failedCount = 0;
-    DcMsmRawStore raw;
-    ReceivedFile file;
-    DcCmdCStoreRq* pending = nullptr;
-    std::string pendingProblem;
-    int nowhere = -1;  // /dev/null, for data sets that have no file to go to
-
-    void request(DcMsm& msm, DcCmdCStoreRq* rq);
-    unsigned short store(std::string& where);
-    void answer(DcMsm& msm, DcCmdCStoreRq& rq, unsigned short status);
+    IncomingStore incoming;
 };
-
-// A C-STORE request: the file for its data set is opened with the meta
-// header written, and the raw store armed to append the data set to it.
-void Association::request(DcMsm& msm, DcCmdCStoreRq* rq)
-{
-    delete pending;
-    pending = rq;
-    pendingProblem.clear();
-    DcPduInfoTf tf;
-    rq->getInfo(tf);
-    DcMsmAssoInfo asso;
-    msm.getAssoInfo(asso);
-    DcDirMetaInfo meta;
-    meta.sopClassUid = dictUid(commandText(*rq, T_0000_0002_affectedSopClassUid), UID_SOP_CLASS);
-    snprintf(meta.sopInstanceUid, sizeof meta.sopInstanceUid, "%s",
-             commandText(*rq, T_0000_1000_affectedSopInstanceUid).c_str());
-    for (int i = 0; i < MSM_PRES_CTX_MAX; i++)
-        if (asso.presCtxId[i] != 0 && asso.presCtxId[i] == tf.presCtxId)
-            meta.xferSyn = asso.xferSyn[i];
-    snprintf(meta.sourceAeTitle, sizeof meta.sourceAeTitle, "%s", asso.callingAeTitle);
-    int fd = file.open(meta, pendingProblem);
-    snprintf(partialPath, sizeof partialPath, "%s", file.partialPath().c_str());
-    // Without a file the data set is still taken as it comes, and dropped:
-    // the request fails, memory stays small and the association goes on.
-    if (fd < 0) {
-        if (nowhere < 0)
-            nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        fd = nowhere;
-    }
-    raw.expect(fd);
-}
-
-unsigned short Association::store(std::string& where)
-{
-    std::string problem = pendingProblem;
-    int status = raw.status();
-    if (problem.empty() && status != 0) {
-        char code[32];
-        snprintf(code, sizeof code, " (status 0x%04x)", status);
-        problem = status == MSM_ERR_RAW_WRITE ? systemErrorText(raw.writeErrno()) : "data set not received";
-        problem += code;
-    }
-    std::string instance = raw.sopInstanceUid();
-    if (instance.empty())
-        instance = commandText(*pending, T_0000_1000_affectedSopInstanceUid);
-    if (problem.empty() && file.finish(raw.studyInstanceUid(), instance, where, problem)) {
-        partialPath[0] = '\0';
-        return STORE_SUCCESS;
-    }
-    file.discard();
-    partialPath[0] = '\0';
-    where = (where.empty() ? instance : where) + ": " + problem;
-    return STORE_OUT_OF_RESOURCES;
-}
-
-void Association::answer(DcMsm& msm, DcCmdCStoreRq& rq, unsigned short status)
-{
-    DcCmdCStoreRsp rsp;
-    rsp.parseRequest(&rq);
-    rsp.add(new DcElem(T_0000_0900_status, status));
-    DcPduInfoTf info;
-    rq.getInfo(info);
-    msm.write(info.presCtxId, &rsp);
-}
 
 int Association::serve(int sock, const sockaddr_in& peerAddress)
 {
-    installHandler(SIGINT, onStopChild);
-    installHandler(SIGTERM, onStopChild);
     std::vector<DcMsmSopXferSyn> contexts =
         acceptanceFor(peekProposals(sock, static_cast<int>(cfg.timeout)), cfg.acceptAll);
-    std::vector<char*> accepted;
-    for (const std::string& title : cfg.acceptCalling)
-        accepted.push_back(const_cast<char*>(title.c_str()));
-    accepted.push_back(nullptr);
+    std::vector<char*> accepted = acceptedTitles(cfg);
 
     DcMsm msm(cfg.aeTitle.c_str(), MSM_ROLE_SCP, static_cast<int>(cfg.port));
     DcMsmScpInfo info;
@@ -230,7 +101,7 @@ int Association::serve(int sock, const sockaddr_in& peerAddress)
     info.sopXferList = contexts.data();
     info.maxPduLen = static_cast<unsigned int>(cfg.maxPdu);
     info.timeouts.readTimeout = static_cast<unsigned int>(cfg.timeout);
-    msm.setDataSetSink(&raw);
+    msm.setDataSetSink(&incoming.sink());
     int status = msm.adoptConnection(sock, &peerAddress, sizeof peerAddress);
     if (status == 0)
         status = msm.connect(info);
@@ -268,23 +139,20 @@ int Association::serve(int sock, const sockaddr_in& peerAddress)
         }
         case MSM_READ_MESSAGE:
             if (type == MSG_C_STORE_RQ) {
-                request(msm, static_cast<DcCmdCStoreRq*>(msg));
+                incoming.request(msm, static_cast<DcCmdCStoreRq*>(msg));
                 msg = nullptr;
-            } else if (type == MSG_IOD && pending != nullptr) {
+            } else if (type == MSG_IOD && incoming.waiting()) {
                 std::string where;
-                unsigned short result = store(where);
+                unsigned short result = incoming.finish(where);
                 if (result == STORE_SUCCESS) {
                     stored++;
                     printf("[%d] stored %s (%s, %llu bytes)\n", id, where.c_str(),
-                           describeUid(commandText(*pending, T_0000_0002_affectedSopClassUid)).c_str(),
-                           static_cast<unsigned long long>(raw.length()));
+                           describeUid(incoming.sopClassUid()).c_str(), incoming.length());
                 } else {
                     failedCount++;
                     printf("[%d] FAILED to store %s\n", id, where.c_str());
                 }
-                answer(msm, *pending, result);
-                delete pending;
-                pending = nullptr;
+                incoming.answer(msm, result);
             } else {
                 char desc[DICT_NAME_MAX + 1] = "";
                 msg->getDesc(desc);
@@ -308,9 +176,6 @@ int Association::serve(int sock, const sockaddr_in& peerAddress)
         delete msg;
         fflush(stdout);
     }
-    delete pending;
-    pending = nullptr;
-    file.discard();
     msm.closeAssociation();
     if (ending != nullptr)
         printf("[%d] association from %s %s: %d object%s stored, %d failed\n", id, peer.c_str(), ending, stored,
@@ -318,34 +183,12 @@ int Association::serve(int sock, const sockaddr_in& peerAddress)
     return failedCount == 0 ? EXIT_OK : EXIT_FAILED;
 }
 
-void reap(std::map<pid_t, int>& children)
-{
-    int raw;
-    pid_t pid;
-    while ((pid = waitpid(-1, &raw, WNOHANG)) > 0)
-        children.erase(pid);
-}
-
-void stopChildren(std::map<pid_t, int>& children)
-{
-    for (auto& child : children)
-        kill(child.first, SIGTERM);
-    for (int waited = 0; !children.empty() && waited < STOP_GRACE_SECONDS * 10; waited++) {
-        reap(children);
-        if (!children.empty())
-            usleep(100000);
-    }
-    for (auto& child : children) {
-        kill(child.first, SIGKILL);
-        waitpid(child.first, nullptr, 0);
-    }
-}
-
 }
 
 int main(int argc, char** argv)
 {
     Settings cfg;
+    cfg.aeTitle = "B3-RECEIVE";
     CommandLine cl("b3-receive", "-p PORT",
                    "A storage SCP: listens on PORT and writes every object received as a Part 10 file\n"
                    "FOLDER/<study instance UID>/<SOP instance UID>.dcm: the data set exactly as it arrived,\n"
@@ -354,18 +197,12 @@ int main(int argc, char** argv)
                    "caller's first choice, and answers C-ECHO. Each association is served by a process of\n"
                    "its own; one line is logged per association and per object. Runs until SIGINT or\n"
                    "SIGTERM; files are complete when they appear under their final names.");
-    cl.number("-p", "--port", "PORT", "TCP port to listen on (required)", cfg.port, 1, 65535);
+    addScpOptions(cl, cfg, "TCP port to listen on (required)", "our AE title (default B3-RECEIVE)");
     cl.text("-o", "--output", "FOLDER", "where the files go (default ./received)", cfg.output);
-    cl.text("-aet", "--aetitle", "AET", "our AE title (default B3-RECEIVE)", cfg.aeTitle);
-    cl.list("-ac", "--accept-calling", "AET",
-            "accept only this calling AE title (repeatable); the called AE title must then be ours\n"
-            "                               (default: any calling and called AE title)",
-            cfg.acceptCalling);
     cl.flag("-aa", "--accept-all", "accept any SOP class proposed, not only the standard's storage classes",
             cfg.acceptAll);
     cl.number("-pdu", "--max-pdu", "BYTES", "largest PDU we receive (4096 to 4194304, default 65536)", cfg.maxPdu,
               4096, 4194304);
-    cl.number("-to", "--timeout", "SECONDS", "network time-out for reads (default 30)", cfg.timeout, 1, 3600);
     int status = cl.parse(argc, argv, 0, 0);
     if (status >= 0)
         return status;
@@ -378,55 +215,10 @@ int main(int argc, char** argv)
         return EXIT_FAILED;
     }
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    installHandler(SIGINT, onStopParent);
-    installHandler(SIGTERM, onStopParent);
-    signal(SIGPIPE, SIG_IGN);
-
-    // This state machine only opens the listening socket; the parent
-    // accepts on it and each association process takes its connection.
-    DcMsm listener(cfg.aeTitle.c_str(), MSM_ROLE_SCP, static_cast<int>(cfg.port));
-    DcTsmTcpInfo tcp;
-    listener.getTcpInfo(tcp);
-    if (tcp.sockListen <= 0) {
-        fail(cl.program(), "cannot listen on port %ld: address in use or not permitted (status 0x%04x)", cfg.port,
-             listener.getStartupStatus());
-        return EXIT_FAILED;
-    }
-    int listenFlags = fcntl(tcp.sockListen, F_GETFL);
-    fcntl(tcp.sockListen, F_SETFL, listenFlags | O_NONBLOCK);
-    printf("listening on port %ld as %s, writing to %s (one process per association); stop with Ctrl-C\n",
-           cfg.port, cfg.aeTitle.c_str(), cfg.output.c_str());
-
-    std::map<pid_t, int> children;
-    int associations = 0;
-    while (!stopRequested) {
-        reap(children);
-        pollfd p = {tcp.sockListen, POLLIN, 0};
-        if (poll(&p, 1, POLL_INTERVAL_MS) <= 0)
-            continue;
-        // Everything waiting is taken at once; the work is the children's.
-        for (;;) {
-            sockaddr_in peer = {};
-            socklen_t peerLen = sizeof peer;
-            int sock = accept(tcp.sockListen, reinterpret_cast<sockaddr*>(&peer), &peerLen);
-            if (sock < 0)
-                break;
-            associations++;
-            pid_t pid = fork();
-            if (pid == 0) {
-                Association association(cfg, associations);
-                fflush(stdout);
-                _exit(association.serve(sock, peer));
-            }
-            close(sock);
-            if (pid < 0) {
-                fail(cl.program(), "fork: %s", strerror(errno));
-                break;
-            }
-            children[pid] = associations;
-        }
-    }
-    stopChildren(children);
-    printf("stopped after %d association%s\n", associations, associations == 1 ? "" : "s");
-    return EXIT_OK;
+    std::string started = "listening on port " + std::to_string(cfg.port) + " as " + cfg.aeTitle + ", writing to " +
+                          cfg.output + " (one process per association); stop with Ctrl-C";
+    return runScpLoop(cl.program(), cfg, started, [&cfg](int sock, const sockaddr_in& peer, int number) {
+        Association association(cfg, number);
+        return association.serve(sock, peer);
+    });
 }

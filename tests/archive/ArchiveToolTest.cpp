@@ -214,6 +214,32 @@ TEST_F(ArchiveTest, CancelAndVanishingCallerStopAMoveMidway)
     EXPECT_NE(still.out.find("60"), std::string::npos) << still.out;
 }
 
+// A name in ISO_IR 100 is found by its bytes, and the answers say which
+// character set they are in.
+TEST_F(ArchiveTest, AnswersCarryTheCharacterSetTheirRecordArrivedIn)
+{
+    need({"b3-archive", "b3-send", "b3-mkimage"}, {"findscu"});
+    ASSERT_TRUE(start());
+    fs::create_directories(dir + "/in");
+    ASSERT_EQ(tool("b3-mkimage", {"-s", "16", "--patient-name", "M\xFCller^Hans", "--patient-id", "P7",
+                                  dir + "/in/7.dcm"})
+                  .status,
+              0);
+    ASSERT_EQ(tool("b3-send", {address, "-aec", "B3-ARCHIVE", dir + "/in"}).status, 0);
+
+    RunResult found = run({"findscu", "-v", "-P", "-aec", "B3-ARCHIVE", "-k", "QueryRetrieveLevel=PATIENT", "-k",
+                           "SpecificCharacterSet=ISO_IR 100", "-k", "PatientName=m\xFC*", "-k", "PatientID",
+                           "127.0.0.1", std::to_string(port)});
+    ASSERT_EQ(found.status, 0) << found.err;
+    std::string answers = found.out + found.err;
+    EXPECT_EQ(countOf(answers, "(0010,0020) LO [P7]"), 1) << answers;
+    EXPECT_EQ(countOf(answers, "(0008,0005) CS [ISO_IR 100]"), 2) << answers;  // the request and the answer
+
+    RunResult other = run({"findscu", "-v", "-P", "-aec", "B3-ARCHIVE", "-k", "QueryRetrieveLevel=PATIENT", "-k",
+                           "PatientName=M\xDC*", "-k", "PatientID", "127.0.0.1", std::to_string(port)});
+    EXPECT_EQ(countOf(other.out + other.err, "(0010,0020) LO ["), 0) << other.out << other.err;
+}
+
 TEST_F(ArchiveTest, RestartBringsIndexAndFilesTogether)
 {
     need({"b3-archive", "b3-send", "b3-mkimage", "b3-find"});

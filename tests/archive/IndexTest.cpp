@@ -65,8 +65,9 @@ protected:
     }
 
     // The values of tag in the matches of a query at level with the keys.
+    // With combined, date and time keys match as one date-time.
     std::vector<std::string> match(const std::string& level, const std::vector<std::pair<int, std::string>>& keys,
-                                   unsigned int tag)
+                                   unsigned int tag, bool combined = false)
     {
         DcElemList identifier;
         identifier.add(new DcElem(T_0008_0052_queryRetrieveLevel, level.c_str()));
@@ -76,7 +77,7 @@ protected:
         Query query;
         unsigned short status = 0;
         std::string reason;
-        EXPECT_TRUE(parseQuery(identifier, query, status, reason)) << reason;
+        EXPECT_TRUE(parseQuery(identifier, query, status, reason, combined)) << reason;
         std::vector<std::string> values;
         std::string error;
         EXPECT_TRUE(index->find(query,
@@ -144,6 +145,59 @@ TEST_F(IndexTest, DateAndTimeRanges)
     EXPECT_EQ(match("STUDY", {{T_0008_0030_studyTime, "0800-1706"}}, 0x0020000D), (Values{"1.1", "1.2"}));
     EXPECT_EQ(match("STUDY", {{T_0008_0030_studyTime, "0800-1705"}}, 0x0020000D), (Values{"1.1"}));
     EXPECT_EQ(match("STUDY", {{T_0008_0030_studyTime, "-0000"}}, 0x0020000D), (Values{"3.1"}));
+    // A range open at both ends takes every study that has a date.
+    EXPECT_EQ(match("STUDY", {{T_0008_0020_studyDate, "-"}}, 0x0020000D).size(), 4u);
+}
+
+TEST_F(IndexTest, DateAndTimeMatchAsOneDateTimeWhenAsked)
+{
+    const std::pair<int, std::string> overNewYear[] = {{T_0008_0020_studyDate, "20231231-20240101"},
+                                                       {T_0008_0030_studyTime, "2200-0100"}};
+    // Apart, a time range that wraps round midnight matches nothing.
+    EXPECT_EQ(match("STUDY", {overNewYear[0], overNewYear[1]}, 0x0020000D), Values{});
+    EXPECT_EQ(match("STUDY", {overNewYear[0], overNewYear[1]}, 0x0020000D, true), (Values{"2.1", "3.1"}));
+
+    // Open at the start: everything up to 2024-01-05 09:00, whatever the
+    // time of the days before.
+    EXPECT_EQ(match("STUDY", {{T_0008_0020_studyDate, "-20240105"}, {T_0008_0030_studyTime, "-0900"}}, 0x0020000D),
+              (Values{"1.1", "3.1"}));
+    EXPECT_EQ(match("STUDY", {{T_0008_0020_studyDate, "-20240105"}, {T_0008_0030_studyTime, "-0900"}}, 0x0020000D,
+                    true),
+              (Values{"1.1", "2.1", "3.1"}));
+
+    // One day with a time range, and a date range without a time, are the
+    // same either way.
+    for (bool combined : {false, true}) {
+        EXPECT_EQ(match("STUDY", {{T_0008_0020_studyDate, "20240105"}, {T_0008_0030_studyTime, "0800-0900"}},
+                        0x0020000D, combined),
+                  (Values{"1.1"}));
+        EXPECT_EQ(match("STUDY", {{T_0008_0020_studyDate, "20240101-20240131"}, {T_0008_0030_studyTime, ""}},
+                        0x0020000D, combined),
+                  (Values{"1.1", "3.1"}));
+    }
+}
+
+TEST_F(IndexTest, NamesInOtherCharacterSetsMatchAsStored)
+{
+    std::string error;
+    IndexedObject latin = indexed({"P4", "M\xFCller^Hans", "4.1", "", "", "4.1.1", "CT", "4.1.1.1"});
+    latin.values[0x00080005] = "ISO_IR 100";
+    IndexedObject utf8 = indexed({"P5", "M\xC3\xBCller^Eva", "5.1", "", "", "5.1.1", "CT", "5.1.1.1"});
+    utf8.values[0x00080005] = "ISO_IR 192";
+    ASSERT_TRUE(index->add(latin, error)) << error;
+    ASSERT_TRUE(index->add(utf8, error)) << error;
+
+    // Bytes compared as stored; only ASCII letters ignore their case.
+    EXPECT_EQ(match("PATIENT", {{T_0010_0010_patientName, "m\xFCLLER^hans"}}, 0x00100020), (Values{"P4"}));
+    EXPECT_EQ(match("PATIENT", {{T_0010_0010_patientName, "M\xDCLLER*"}}, 0x00100020), Values{});
+    EXPECT_EQ(match("PATIENT", {{T_0010_0010_patientName, "*\xC3\xBC*"}}, 0x00100020), (Values{"P5"}));
+    // '?' stands for one character, one byte or several.
+    EXPECT_EQ(match("PATIENT", {{T_0010_0010_patientName, "M?LLER*"}}, 0x00100020), (Values{"P4", "P5"}));
+
+    // Every level's answer names the character set its record arrived in.
+    EXPECT_EQ(match("STUDY", {{T_0010_0020_patientId, "P4"}}, 0x00080005), (Values{"ISO_IR 100"}));
+    EXPECT_EQ(match("IMAGE", {{T_0010_0020_patientId, "P5"}}, 0x00080005), (Values{"ISO_IR 192"}));
+    EXPECT_EQ(match("PATIENT", {{T_0010_0020_patientId, "P1"}}, 0x00080005), (Values{""}));
 }
 
 TEST_F(IndexTest, UidListsAndModalitiesInStudy)

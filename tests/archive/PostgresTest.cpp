@@ -30,7 +30,7 @@ public:
                 return;
             asUser = {"runuser", "-u", "nobody", "--"};
         }
-        if (command({"initdb", "-D", folder + "/data", "-A", "trust", "-U", "archive", "--no-sync"}).status != 0)
+        if (command({"initdb", "-D", folder + "/data", "-A", "trust", "-U", "archive", "-E", "SQL_ASCII", "--locale=C", "--no-sync"}).status != 0)
             return;
         up = command({"pg_ctl", "-D", folder + "/data", "-l", folder + "/server.log", "-w", "-t", "30", "-o",
                       "-k " + folder + " -c listen_addresses='' -p " + std::to_string(port) + " -c fsync=off",

@@ -43,7 +43,7 @@ bool ArchiveIndex::open(std::string& error)
         if (l == IMAGE)
             sql += ", path TEXT NOT NULL";
         sql += ")";
-        if (!exec(sql, {}, error))
+        if (!exec(sql, {}, error) || !addMissingColumns(l, error))
             return false;
         if (l != PATIENT && !exec(std::string("CREATE INDEX IF NOT EXISTS ") + tableOf(l) + "_parent ON " +
                                       tableOf(l) + " (" + PARENT_COLUMN[l] + ")",
@@ -53,6 +53,22 @@ bool ArchiveIndex::open(std::string& error)
     return exec("CREATE INDEX IF NOT EXISTS patient_name_index ON patient (patient_name)", {}, error) &&
            exec("CREATE INDEX IF NOT EXISTS study_date_index ON study (study_date)", {}, error) &&
            exec("CREATE INDEX IF NOT EXISTS instance_path_index ON instance (path)", {}, error);
+}
+
+bool ArchiveIndex::addMissingColumns(Level level, std::string& error)
+{
+    // An index made by an earlier version lacks the keys added since; their
+    // values stay empty until --reindex.
+    for (const Key* key : keysOf(level, false)) {
+        std::string ignored;
+        std::string table = tableOf(level);
+        if (select("SELECT " + std::string(key->column) + " FROM " + table + " WHERE 1 = 0", {},
+                   [](const std::vector<std::string>&) { return true; }, ignored))
+            continue;
+        if (!exec("ALTER TABLE " + table + " ADD COLUMN " + key->column + " TEXT NOT NULL DEFAULT ''", {}, error))
+            return false;
+    }
+    return true;
 }
 
 bool ArchiveIndex::selectOne(const std::string& sql, const std::vector<std::string>& params, std::string& value,
@@ -180,14 +196,10 @@ bool ArchiveIndex::instances(const Query& query, std::vector<RetrieveItem>& item
                   error);
 }
 
-bool ArchiveIndex::allPaths(std::vector<std::string>& paths, std::string& error)
+bool ArchiveIndex::eachPath(const std::function<bool(const std::string&)>& each, std::string& error)
 {
     return select("SELECT path FROM instance ORDER BY pk", {},
-                  [&](const std::vector<std::string>& row) {
-                      paths.push_back(row[0]);
-                      return true;
-                  },
-                  error);
+                  [&](const std::vector<std::string>& row) { return each(row[0]); }, error);
 }
 
 bool ArchiveIndex::removeInTransaction(const std::string& path, std::string& error)

@@ -45,8 +45,9 @@ public:
     bool find(const Query& query, const std::function<bool(const Row&)>& each, std::string& error);
     // The instances below the matches of query.
     bool instances(const Query& query, std::vector<RetrieveItem>& items, std::string& error);
-    // Every indexed file.
-    bool allPaths(std::vector<std::string>& paths, std::string& error);
+    // Calls each with every indexed file, one at a time, until each returns
+    // false; each must not use the index.
+    bool eachPath(const std::function<bool(const std::string&)>& each, std::string& error);
     // Removes the instance of a file, with the counts, and series, studies
     // and patients left empty.
     bool removePath(const std::string& path, std::string& error);
@@ -67,6 +68,8 @@ protected:
     virtual const char* keyType() const = 0;
 
 private:
+    // Adds the key columns of level that an older table lacks.
+    bool addMissingColumns(Level level, std::string& error);
     bool selectOne(const std::string& sql, const std::vector<std::string>& params, std::string& value,
                    std::string& error);
     // The primary key of the row of table whose unique column is value,

@@ -14,6 +14,7 @@ const std::vector<Key>& keys()
         {0x00201200, PATIENT, "n_studies", KEY_COUNT},
         {0x00201202, PATIENT, "n_series", KEY_COUNT},
         {0x00201204, PATIENT, "n_instances", KEY_COUNT},
+        {0x00080005, PATIENT, "charset", KEY_CHARSET},
         {0x0020000D, STUDY, "study_uid", KEY_UID},
         {0x00080020, STUDY, "study_date", KEY_DATE},
         {0x00080030, STUDY, "study_time", KEY_TIME},
@@ -24,14 +25,23 @@ const std::vector<Key>& keys()
         {0x00080061, STUDY, "modalities", KEY_MULTI},
         {0x00201206, STUDY, "n_series", KEY_COUNT},
         {0x00201208, STUDY, "n_instances", KEY_COUNT},
+        {0x00080005, STUDY, "charset", KEY_CHARSET},
         {0x0020000E, SERIES, "series_uid", KEY_UID},
         {0x00080060, SERIES, "modality", KEY_TEXT},
         {0x00200011, SERIES, "series_number", KEY_TEXT},
         {0x0008103E, SERIES, "description", KEY_TEXT},
         {0x00201209, SERIES, "n_instances", KEY_COUNT},
+        {0x00080021, SERIES, "series_date", KEY_DATE},
+        {0x00080031, SERIES, "series_time", KEY_TIME},
+        {0x00080005, SERIES, "charset", KEY_CHARSET},
         {0x00080018, IMAGE, "sop_uid", KEY_UID},
         {0x00080016, IMAGE, "sop_class", KEY_UID},
         {0x00200013, IMAGE, "instance_number", KEY_TEXT},
+        {0x00080022, IMAGE, "acquisition_date", KEY_DATE},
+        {0x00080032, IMAGE, "acquisition_time", KEY_TIME},
+        {0x00080023, IMAGE, "content_date", KEY_DATE},
+        {0x00080033, IMAGE, "content_time", KEY_TIME},
+        {0x00080005, IMAGE, "charset", KEY_CHARSET},
     };
     return table;
 }
@@ -42,6 +52,15 @@ const Key* findKey(unsigned int tag)
         if (key.tag == tag)
             return &key;
     return nullptr;
+}
+
+const Key* timeKeyOf(const Key& date)
+{
+    // Study, Series, Acquisition and Content Date: (0008,0020) to (0008,0023),
+    // their times sixteen elements on.
+    if (date.kind != KEY_DATE || date.tag < 0x00080020 || date.tag > 0x00080023)
+        return nullptr;
+    return findKey(date.tag + 0x10);
 }
 
 const char* tableOf(Level level)

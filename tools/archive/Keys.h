@@ -21,7 +21,8 @@ enum KeyKind {
     KEY_TIME,     // single value and range, a shorter bound matching by prefix
     KEY_UID,      // single value and list of UIDs
     KEY_MULTI,    // a multi-valued code string (modalities in study): one value matches
-    KEY_COUNT     // maintained by the archive; returned, never matched
+    KEY_COUNT,    // maintained by the archive; returned, never matched
+    KEY_CHARSET   // the Specific Character Set of the object a row came from; returned, never matched
 };
 
 struct Key {
@@ -35,6 +36,9 @@ struct Key {
 const std::vector<Key>& keys();
 // The key for tag, or null when the archive does not index it.
 const Key* findKey(unsigned int tag);
+// The time key that goes with a date key (Study Time with Study Date...),
+// or null when date has none.
+const Key* timeKeyOf(const Key& date);
 // The table of a level.
 const char* tableOf(Level level);
 // The level named by a Query/Retrieve Level value ("STUDY"); false if none.

@@ -1,5 +1,8 @@
 #include "archive/Query.h"
 
+#include <map>
+#include <set>
+
 #include <Brenik3.h>
 
 namespace b3archive {
@@ -52,29 +55,64 @@ std::vector<std::string> split(const std::string& text)
     }
 }
 
-void rangeCondition(const Key& key, const std::string& value, std::vector<Condition>& into)
+// The two ends of a range value; a single value is both.
+void rangeEnds(const std::string& value, std::string& low, std::string& high)
 {
     size_t dash = value.find('-');
-    std::string low = value.substr(0, dash);
-    std::string high = value.substr(dash + 1);
+    low = value.substr(0, dash);
+    high = dash == std::string::npos ? low : value.substr(dash + 1);
+}
+
+bool matchesAll(const std::string& value)
+{
+    return value.empty() || value == "*";
+}
+
+void rangeCondition(const Key& key, const std::string& value, std::vector<Condition>& into)
+{
+    std::string low, high;
+    rangeEnds(value, low, high);
     std::string col = column(key);
     Condition c;
-    std::string sql;
+    c.sql = "(" + col + " <> ''";
     if (!low.empty()) {
-        sql = col + " >= ?";
+        c.sql += " AND " + col + " >= ?";
         c.params.push_back(low);
     }
     if (!high.empty()) {
-        if (!sql.empty())
-            sql += " AND ";
         // A shorter upper bound takes everything it is a prefix of: 12 ends at 125959.
-        sql += "substr(" + col + ", 1, " + std::to_string(high.size()) + ") <= ?";
+        c.sql += " AND substr(" + col + ", 1, " + std::to_string(high.size()) + ") <= ?";
         c.params.push_back(high);
     }
-    c.sql = "(" + col + " <> '' AND " + sql + ")";
+    c.sql += ")";
     into.push_back(c);
 }
 
+}
+
+void dateTimeCondition(const Key& date, const Key& time, const std::string& dates, const std::string& times,
+                       std::vector<Condition>& into)
+{
+    std::string lowDate, highDate, lowTime, highTime;
+    rangeEnds(dates, lowDate, highDate);
+    rangeEnds(times, lowTime, highTime);
+    std::string stamp = "(" + column(date) + " || " + column(time) + ")";
+    Condition c;
+    c.sql = "(" + column(date) + " <> ''";
+    // An open date end leaves that end open whatever the time says; an open
+    // time end takes the whole day.
+    if (!lowDate.empty()) {
+        c.sql += " AND " + stamp + " >= ?";
+        c.params.push_back(lowDate + lowTime);
+    }
+    if (!highDate.empty()) {
+        std::string high = highDate + highTime;
+        // A shorter upper bound takes everything it is a prefix of.
+        c.sql += " AND substr(" + stamp + ", 1, " + std::to_string(high.size()) + ") <= ?";
+        c.params.push_back(high);
+    }
+    c.sql += ")";
+    into.push_back(c);
 }
 
 bool isValidUid(const std::string& text)
@@ -97,7 +135,7 @@ bool isValidUid(const std::string& text)
 
 bool conditionFor(const Key& key, const std::string& value, std::vector<Condition>& into, std::string& reason)
 {
-    if (value.empty() || value == "*" || key.kind == KEY_COUNT)
+    if (value.empty() || value == "*" || key.kind == KEY_COUNT || key.kind == KEY_CHARSET)
         return true;
     std::string col = column(key);
     switch (key.kind) {
@@ -151,7 +189,8 @@ bool conditionFor(const Key& key, const std::string& value, std::vector<Conditio
     }
 }
 
-bool parseQuery(DcElemList& identifier, Query& query, unsigned short& status, std::string& reason)
+bool parseQuery(DcElemList& identifier, Query& query, unsigned short& status, std::string& reason,
+                bool combinedDateTime)
 {
     std::string levelValue = valueOf(identifier, TAG_LEVEL);
     if (!levelFromText(levelValue, query.level)) {
@@ -159,6 +198,9 @@ bool parseQuery(DcElemList& identifier, Query& query, unsigned short& status, st
         reason = "no valid query/retrieve level ('" + levelValue + "')";
         return false;
     }
+    // The matching keys' values, by tag, before any is turned into SQL: a
+    // date key may need its time key.
+    std::map<unsigned int, std::string> matching;
     for (DcElem* elem = identifier.first(); elem != nullptr; elem = elem->next()) {
         unsigned int tag = 0;
         elem->getTag(tag);
@@ -168,9 +210,23 @@ bool parseQuery(DcElemList& identifier, Query& query, unsigned short& status, st
         const Key* key = findKey(tag);
         // Keys the archive does not index, and keys below the level, match
         // everything; they come back empty.
-        if (key == nullptr || key->level > query.level)
+        if (key != nullptr && key->level <= query.level)
+            matching[tag] = elementText(*elem);
+    }
+    std::set<unsigned int> done;
+    for (const auto& entry : matching) {
+        const Key& key = *findKey(entry.first);
+        const Key* time = combinedDateTime ? timeKeyOf(key) : nullptr;
+        auto times = time != nullptr ? matching.find(time->tag) : matching.end();
+        if (times != matching.end() && !matchesAll(entry.second) && !matchesAll(times->second) &&
+            (entry.second.find('-') != std::string::npos || times->second.find('-') != std::string::npos)) {
+            dateTimeCondition(key, *time, entry.second, times->second, query.conditions);
+            done.insert(time->tag);
             continue;
-        if (!conditionFor(*key, elementText(*elem), query.conditions, reason)) {
+        }
+        if (done.count(entry.first) != 0)
+            continue;
+        if (!conditionFor(key, entry.second, query.conditions, reason)) {
             status = QR_BAD_IDENTIFIER;
             return false;
         }

@@ -39,12 +39,22 @@ struct Query {
 
 // Reads the level and the keys of an identifier. False with the status to
 // answer and a reason when the identifier cannot be served (no or unknown
-// level, a malformed UID in a list).
-bool parseQuery(DcElemList& identifier, Query& query, unsigned short& status, std::string& reason);
+// level, a malformed UID in a list). With combinedDateTime (the caller asked
+// for it in its extended negotiation) a date key and its time key that both
+// hold values, one of them a range, match as one date-time range: dates
+// 20240101-20240102 with times 2200-0600 take 2024-01-01 22:00 to
+// 2024-01-02 06:00. Otherwise each matches on its own.
+bool parseQuery(DcElemList& identifier, Query& query, unsigned short& status, std::string& reason,
+                bool combinedDateTime = false);
 
 // The condition for one key and value; false with a reason when the value
 // cannot match (a malformed UID). An empty or "*" value adds nothing.
 bool conditionFor(const Key& key, const std::string& value, std::vector<Condition>& into, std::string& reason);
+
+// The condition matching a date key and its time key as one date-time
+// range; dates and times are their values (a single value or a range).
+void dateTimeCondition(const Key& date, const Key& time, const std::string& dates, const std::string& times,
+                       std::vector<Condition>& into);
 
 // The FROM and WHERE clauses joining the tables from the patient down to
 // level, with the conditions of query.

@@ -7,22 +7,31 @@
 
 #include "archive/Storage.h"
 #include "archive/SubOperations.h"
+#include "common/CurrentUids.h"
+#include "common/Proposals.h"
 
 namespace b3archive {
 
 namespace {
 
-enum : unsigned short { STORE_SUCCESS = 0x0000, STORE_OUT_OF_RESOURCES = 0xA700, STORE_CANNOT_UNDERSTAND = 0xC000 };
+using namespace b3tool;
 
+// Byte 2 of the service-class application information of a FIND SOP class:
+// 1 when date and time keys are to be matched as one date-time.
+const size_t COMBINED_DATE_TIME_BYTE = 1;
+
+const unsigned int TAG_CHARSET = 0x00080005;
 const unsigned int TAG_LEVEL = 0x00080052;
 const unsigned int TAG_RETRIEVE_AE = 0x00080054;
 const unsigned int TAG_FAILED_UIDS = 0x00080058;
 
-std::string commandText(DcMsg& msg, int tag)
+// Whether text needs no character set beyond the default repertoire.
+bool isPlainAscii(const std::string& text)
 {
-    char text[DICT_UID_MAX + 1] = "";
-    msg.getValue(tag, text, DICT_UID_MAX, ELEM_VAL_INDEX_KEEP);
-    return text;
+    for (unsigned char c : text)
+        if (c >= 0x80 || c == 0x1B)
+            return false;
+    return true;
 }
 
 // An answer's element: the value as text, or empty. A sequence key comes
@@ -70,23 +79,6 @@ std::vector<DcMsmSopXferSyn> archiveContexts()
     return contexts;
 }
 
-int Service::pixelCallback(void* self, DcElemList&, int& handle, DICT_UID)
-{
-    const Settings& cfg = static_cast<Service*>(self)->cfg;
-    std::string path = cfg.root + "/.b3-pixels-XXXXXX";
-    std::vector<char> name(path.begin(), path.end());
-    name.push_back('\0');
-    int fd = mkstemp(name.data());
-    if (fd < 0)
-        return STORE_OUT_OF_RESOURCES;
-    // Unlinked at once: the data lives while the descriptor does.
-    unlink(name.data());
-    if (handle >= 0)
-        close(handle);
-    handle = fd;
-    return 0;
-}
-
 void Service::answer(DcCmd& rsp, DICT_UID model, unsigned short status, DcElemList* identifier)
 {
     rsp.add(new DcElem(T_0000_0900_status, status));
@@ -95,38 +87,28 @@ void Service::answer(DcCmd& rsp, DICT_UID model, unsigned short status, DcElemLi
     msm->write(model, &rsp);
 }
 
-void Service::store(DcCmd& rq, DcMsg& data)
+void Service::store()
 {
-    DcElemList* list = data.getElemList();
-    DcPduInfoTf info;
-    data.getInfo(info);
-    DcDirMetaInfo meta;
-    meta.xferSyn = info.xferSyn;
-    DcMsmAssoInfo asso;
-    msm->getAssoInfo(asso);
-    snprintf(meta.sourceAeTitle, sizeof meta.sourceAeTitle, "%s", asso.callingAeTitle);
-    std::string path;
+    std::string where;
     std::string error;
-    unsigned short status = STORE_SUCCESS;
-    if (valueOf(*list, 0x00080018).empty() || valueOf(*list, 0x0020000D).empty()) {
-        status = STORE_CANNOT_UNDERSTAND;
-        error = "no SOP instance or study instance UID";
-    } else if (!storeObject(cfg.root, meta, *list, index, path, error)) {
-        status = STORE_OUT_OF_RESOURCES;
+    unsigned short status = incoming.finish(where);
+    if (status == STORE_SUCCESS) {
+        std::string relative = where.substr(cfg.root.size() + 1);
+        bool lacksUids = false;
+        if (!indexFile(cfg.root, relative, index, error, &lacksUids)) {
+            // The index never lacks a file it could hold: nothing stays.
+            unlink(where.c_str());
+            status = lacksUids ? STORE_CANNOT_UNDERSTAND : STORE_OUT_OF_RESOURCES;
+        }
     }
-    msm->setPixelDataHandle(-1);
     if (status == STORE_SUCCESS) {
         stored++;
-        printf("[%d] stored %s\n", id, path.c_str());
+        printf("[%d] stored %s\n", id, where.c_str());
     } else {
         failedStores++;
-        printf("[%d] FAILED to store %s: %s\n", id, path.c_str(), error.c_str());
+        printf("[%d] FAILED to store %s%s%s\n", id, where.c_str(), error.empty() ? "" : ": ", error.c_str());
     }
-    DcCmdCStoreRsp rsp;
-    rsp.parseRequest(&rq);
-    DICT_UID sopClass = UID_NONE;
-    rq.getValue(T_0000_0002_affectedSopClassUid, sopClass, ELEM_VAL_INDEX_KEEP);
-    answer(rsp, sopClass, status, nullptr);
+    incoming.answer(*msm, status);
 }
 
 bool Service::cancelWaiting(bool& lost)
@@ -164,7 +146,8 @@ void Service::find(DcCmd& rq, DcMsg& identifier, DICT_UID model)
     bool lost = false;
     int matches = 0;
     cancelled = false;
-    if (!parseQuery(*identifier.getElemList(), query, status, reason)) {
+    bool combined = combinedDateTime.count(uidText(model)) != 0;
+    if (!parseQuery(*identifier.getElemList(), query, status, reason, combined)) {
         printf("[%d] C-FIND refused: %s\n", id, reason.c_str());
     } else if (model == UID_STUDY_ROOT_Q_R_FIND && query.level == PATIENT) {
         status = QR_BAD_IDENTIFIER;
@@ -176,14 +159,21 @@ void Service::find(DcCmd& rq, DcMsg& identifier, DICT_UID model)
                 if (cancelWaiting(lost) || lost)
                     return false;
                 DcElemList* answerSet = new DcElemList;
-                answerSet->add(textElement(TAG_LEVEL, levelText(query.level)));
+                bool plain = true;
                 for (unsigned int tag : query.requested) {
                     auto it = row.find(tag);
                     std::string value = it != row.end() ? it->second : "";
                     if (tag == TAG_RETRIEVE_AE)
                         value = cfg.aeTitle;
+                    plain = plain && isPlainAscii(value);
                     answerSet->add(textElement(tag, value));
                 }
+                // The character set of the record, as it arrived, whenever
+                // the record had one or an answer's text needs one.
+                auto charset = row.find(TAG_CHARSET);
+                if (charset != row.end() && (!charset->second.empty() || !plain))
+                    answerSet->add(textElement(TAG_CHARSET, charset->second));
+                answerSet->add(textElement(TAG_LEVEL, levelText(query.level)));
                 DcCmdCFindRsp rsp;
                 rsp.parseRequest(&rq);
                 answer(rsp, model, QR_PENDING, answerSet);
@@ -340,13 +330,14 @@ void Service::retrieve(DcCmd& rq, DcMsg& identifier, DICT_UID model, bool get)
            levelText(query.level), counts.completed, counts.failed, counts.warning, status);
 }
 
-int Service::serve(int acceptedPipe)
+int Service::serve(int sock, const sockaddr_in& peerAddress)
 {
+    AssociationRequest request = peekAssociationRequest(sock, static_cast<int>(cfg.timeout));
+    for (const auto& negotiation : request.extendedNegotiation)
+        if (negotiation.second.size() > COMBINED_DATE_TIME_BYTE && negotiation.second[COMBINED_DATE_TIME_BYTE] == 1)
+            combinedDateTime.insert(negotiation.first);
     std::vector<DcMsmSopXferSyn> contexts = archiveContexts();
-    std::vector<char*> accepted;
-    for (const std::string& title : cfg.acceptCalling)
-        accepted.push_back(const_cast<char*>(title.c_str()));
-    accepted.push_back(nullptr);
+    std::vector<char*> accepted = acceptedTitles(cfg);
 
     DcMsm association(cfg.aeTitle.c_str(), MSM_ROLE_SCP, static_cast<int>(cfg.port));
     msm = &association;
@@ -354,12 +345,10 @@ int Service::serve(int acceptedPipe)
     info.acceptAeTitles = accepted.data();
     info.sopXferList = contexts.data();
     info.timeouts.readTimeout = static_cast<unsigned int>(cfg.timeout);
-    association.registerPixRecvCB(this, pixelCallback);
-    int status = association.connect(info);
-    char done = 1;
-    if (write(acceptedPipe, &done, 1) < 0 && status == 0)
-        status = errno;
-    close(acceptedPipe);
+    association.setDataSetSink(&incoming.sink());
+    int status = association.adoptConnection(sock, &peerAddress, sizeof peerAddress);
+    if (status == 0)
+        status = association.connect(info);
     if (status != 0) {
         printf("[%d] no association: accepting the connection failed (status 0x%04x)\n", id, status);
         return 1;
@@ -391,7 +380,12 @@ int Service::serve(int acceptedPipe)
             break;
         }
         case MSM_READ_MESSAGE:
-            if (type == MSG_C_STORE_RQ || type == MSG_C_FIND_RQ || type == MSG_C_MOVE_RQ || type == MSG_C_GET_RQ) {
+            if (type == MSG_C_STORE_RQ) {
+                incoming.request(association, static_cast<DcCmdCStoreRq*>(msg));
+                msg = nullptr;
+            } else if (type == MSG_IOD && incoming.waiting()) {
+                store();
+            } else if (type == MSG_C_FIND_RQ || type == MSG_C_MOVE_RQ || type == MSG_C_GET_RQ) {
                 delete pending;
                 pending = static_cast<DcCmd*>(msg);
                 pendingModel = sopClass;
@@ -399,9 +393,7 @@ int Service::serve(int acceptedPipe)
             } else if (type == MSG_IOD && pending != nullptr) {
                 MSG_TYPE command = MSG_NONE;
                 pending->getType(command);
-                if (command == MSG_C_STORE_RQ)
-                    store(*pending, *msg);
-                else if (command == MSG_C_FIND_RQ)
+                if (command == MSG_C_FIND_RQ)
                     find(*pending, *msg, pendingModel);
                 else
                     retrieve(*pending, *msg, pendingModel, command == MSG_C_GET_RQ);

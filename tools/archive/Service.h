@@ -4,31 +4,36 @@
 // One association with the archive, served in its own process: storage,
 // C-FIND, C-MOVE and C-GET in the patient root and study root models, and
 // verification.
+#include <set>
 #include <string>
 #include <vector>
+
+#include <netinet/in.h>
 
 #include <Brenik3.h>
 
 #include "archive/ArchiveIndex.h"
 #include "archive/Destinations.h"
+#include "common/IncomingStore.h"
+#include "common/ScpLoop.h"
 
 namespace b3archive {
 
-struct Settings {
-    std::string aeTitle = "B3-ARCHIVE";
+struct Settings : b3tool::ScpSettings {
+    Settings() { aeTitle = "B3-ARCHIVE"; }
     std::string root = "archive";
-    long port = 0;
-    long timeout = 30;
-    std::vector<std::string> acceptCalling;
     Destinations destinations;
 };
 
 class Service {
 public:
-    Service(const Settings& settings, ArchiveIndex& index, int number) : cfg(settings), index(index), id(number) {}
-    // Accepts the waiting caller (acceptedPipe gets a byte once it is taken)
-    // and serves it until release, abort or loss. The process's exit status.
-    int serve(int acceptedPipe);
+    Service(const Settings& settings, ArchiveIndex& index, int number)
+        : cfg(settings), index(index), id(number), incoming(settings.root, true)
+    {
+    }
+    // Serves the caller of an accepted connection until release, abort or
+    // loss. The process's exit status.
+    int serve(int sock, const sockaddr_in& peerAddress);
 
 private:
     const Settings& cfg;
@@ -39,8 +44,13 @@ private:
     int stored = 0;
     int failedStores = 0;
 
-    static int pixelCallback(void* self, DcElemList& header, int& handle, DICT_UID xfer);
-    void store(DcCmd& rq, DcMsg& data);
+    b3tool::IncomingStore incoming;
+    // The FIND SOP classes for which the caller asked for combined
+    // date-time matching in its extended negotiation.
+    std::set<std::string> combinedDateTime;
+
+    // Indexes the object of the C-STORE just received and answers it.
+    void store();
     void find(DcCmd& rq, DcMsg& identifier, DICT_UID model);
     void retrieve(DcCmd& rq, DcMsg& identifier, DICT_UID model, bool get);
     // Whether a C-CANCEL (or anything else) waits on the association; a

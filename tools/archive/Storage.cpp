@@ -4,23 +4,27 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <set>
+#include <algorithm>
+#include <functional>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 #include <Brenik3.h>
 
+#include "common/ScpLoop.h"
+
 namespace fs = std::filesystem;
+using b3tool::partialPath;
 
 namespace b3archive {
-
-char partialPath[4096] = "";
 
 namespace {
 
 const char* const FILE_SUFFIX = ".dcm";
 const char* const PART_SUFFIX = ".part";
+// The start of the names of the files b3tool::IncomingStore is receiving.
+const char* const RECEIVING_PREFIX = ".b3-receiving-";
 
 // A UID as a file or folder name: digits and dots only.
 std::string safeName(const std::string& uid, const char* fallback)
@@ -96,17 +100,8 @@ bool writeObjectFile(const std::string& root, DcDirMetaInfo& meta, DcElemList& l
     return error.empty();
 }
 
-bool storeObject(const std::string& root, DcDirMetaInfo& meta, DcElemList& list, ArchiveIndex& index,
-                 std::string& path, std::string& error)
-{
-    std::string relative;
-    if (!writeObjectFile(root, meta, list, relative, error))
-        return false;
-    path = root + "/" + relative;
-    return index.add(describe(list, relative), error);
-}
-
-bool indexFile(const std::string& root, const std::string& relativePath, ArchiveIndex& index, std::string& error)
+bool indexFile(const std::string& root, const std::string& relativePath, ArchiveIndex& index, std::string& error,
+               bool* lacksUids)
 {
     DcDirMetaInfo meta;
     DcElemList list;
@@ -120,29 +115,45 @@ bool indexFile(const std::string& root, const std::string& relativePath, Archive
     IndexedObject object = describe(list, relativePath);
     if (object.values[0x00080018].empty())
         object.values[0x00080018] = meta.sopInstanceUid;
+    if (object.values[0x00080018].empty() || object.values[0x0020000D].empty()) {
+        if (lacksUids != nullptr)
+            *lacksUids = true;
+        error = "no SOP instance or study instance UID";
+        return false;
+    }
     return index.add(object, error);
 }
 
 bool checkStore(const std::string& root, ArchiveIndex& index, bool rebuild, CheckResult& result, std::string& error)
 {
-    std::set<std::string> indexed;
+    // The files indexed, by a hash of their path: a few bytes each, however
+    // large the archive. (Were two paths ever to share a hash, the second
+    // file would wait for --reindex.)
+    std::vector<size_t> indexed;
+    std::hash<std::string> hashOf;
     if (rebuild) {
         if (!index.clear(error))
             return false;
     } else {
-        std::vector<std::string> paths;
-        if (!index.allPaths(paths, error))
+        std::vector<std::string> missing;
+        bool listed = index.eachPath(
+            [&](const std::string& path) {
+                struct stat st;
+                if (stat((root + "/" + path).c_str(), &st) == 0)
+                    indexed.push_back(hashOf(path));
+                else
+                    missing.push_back(path);
+                return true;
+            },
+            error);
+        if (!listed)
             return false;
-        for (const std::string& path : paths) {
-            struct stat st;
-            if (stat((root + "/" + path).c_str(), &st) == 0) {
-                indexed.insert(path);
-                continue;
-            }
+        for (const std::string& path : missing) {
             if (!index.removePath(path, error))
                 return false;
             result.dropped++;
         }
+        std::sort(indexed.begin(), indexed.end());
     }
     std::error_code ec;
     std::vector<std::string> found;
@@ -152,10 +163,11 @@ bool checkStore(const std::string& root, ArchiveIndex& index, bool rebuild, Chec
             continue;
         std::string name = it->path().filename().string();
         std::string relative = fs::relative(it->path(), root, ec).string();
-        if (name[0] == '.' && endsWith(name, PART_SUFFIX)) {
+        if ((name[0] == '.' && endsWith(name, PART_SUFFIX)) || name.rfind(RECEIVING_PREFIX, 0) == 0) {
             if (unlink(it->path().c_str()) == 0)
                 result.removed++;
-        } else if (endsWith(name, FILE_SUFFIX) && name[0] != '.' && indexed.count(relative) == 0) {
+        } else if (endsWith(name, FILE_SUFFIX) && name[0] != '.' &&
+                   !std::binary_search(indexed.begin(), indexed.end(), hashOf(relative))) {
             found.push_back(relative);
         }
     }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -67,17 +68,29 @@ bool ReceivedFile::finish(const std::string& studyUid, const std::string& instan
         problem = folder + ": " + systemErrorText(errno);
         return false;
     }
-    if (close(fd) != 0) {
-        fd = -1;
-        problem = systemErrorText(errno);
-        return false;
+    bool written = !durable || fsync(fd) == 0;
+    int writeErrno = errno;
+    if (close(fd) != 0 && written) {
+        written = false;
+        writeErrno = errno;
     }
     fd = -1;
+    if (!written) {
+        problem = systemErrorText(writeErrno);
+        return false;
+    }
     if (rename(partial.c_str(), where.c_str()) != 0) {
         problem = where + ": " + systemErrorText(errno);
         return false;
     }
     partial.clear();
+    if (durable) {
+        int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (dir >= 0) {
+            fsync(dir);
+            close(dir);
+        }
+    }
     return true;
 }
 

@@ -16,7 +16,11 @@ namespace b3tool {
 // before it is whole.
 class ReceivedFile {
 public:
-    explicit ReceivedFile(const std::string& outputFolder) : root(outputFolder) {}
+    // durable: finish flushes the file and its folder to disk.
+    explicit ReceivedFile(const std::string& outputFolder, bool durable = false)
+        : root(outputFolder), durable(durable)
+    {
+    }
     ReceivedFile(const ReceivedFile&) = delete;
     ReceivedFile& operator=(const ReceivedFile&) = delete;
     ~ReceivedFile() { discard(); }
@@ -36,6 +40,7 @@ private:
     std::string root;
     std::string partial;
     int fd = -1;
+    bool durable;
 };
 
 // A UID as a file or folder name: digits and dots only.
