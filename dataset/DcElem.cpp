@@ -289,7 +289,8 @@ void DcElem::keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfe
             return;
         memcpy(bytes, buf, len);
     }
-    asRead = new AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined, fromValues};
+    asReadStore = AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined, fromValues};
+    asRead = &asReadStore;
 }
 
 void DcElem::dropAsRead()
@@ -309,7 +310,6 @@ void DcElem::releaseAsRead()
     if (asRead == nullptr)
         return;
     free(asRead->bytes);
-    delete asRead;
     asRead = nullptr;
 }
 

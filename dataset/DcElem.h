@@ -222,6 +222,7 @@ protected:
         bool fromValues;
     };
     AsRead* asRead;  // null for elements not read in lossless mode
+    AsRead asReadStore;  // where asRead points when set
 
     // Read with an undefined length (a sequence or item, or an unchanged
     // raw value), to be written the same way.
