@@ -138,10 +138,10 @@ TEST_P(StreamedConversion, WritesTheBytesOfTheConversionHeldInMemory)
     }
 }
 
-TEST_P(StreamedConversion, LosslessTargetsComeBackToTheOriginalFile)
+class StreamedLosslessConversion : public StreamedConversion {};
+
+TEST_P(StreamedLosslessConversion, ComesBackToTheOriginalFile)
 {
-    if (GetParam().lossy)
-        GTEST_SKIP() << "lossy";
     CodecImage image = testImage(17, 33, 1, 16, 16, 4);
     writeReference(image, false, GetParam().uid());
     ASSERT_EQ(0, convertFile(base + "-native.dcm", base + "-streamed.dcm", GetParam().uid()));
@@ -152,8 +152,23 @@ TEST_P(StreamedConversion, LosslessTargetsComeBackToTheOriginalFile)
     EXPECT_TRUE(contents(base + "-back.dcm") == contents(base + "-again.dcm"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Targets, StreamedConversion, ::testing::ValuesIn(targets),
-                         [](const testing::TestParamInfo<Target>& info) { return info.param.name; });
+std::string targetName(const testing::TestParamInfo<Target>& info)
+{
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, StreamedConversion, ::testing::ValuesIn(targets), targetName);
+
+std::vector<Target> losslessTargets()
+{
+    std::vector<Target> lossless;
+    for (const Target& target : targets)
+        if (!target.lossy)
+            lossless.push_back(target);
+    return lossless;
+}
+
+INSTANTIATE_TEST_SUITE_P(Targets, StreamedLosslessConversion, ::testing::ValuesIn(losslessTargets()), targetName);
 
 class FailedConversion : public ::testing::Test {
 protected:
