@@ -213,7 +213,7 @@ def main():
                     "GDCM": (lambda g=gdcm: timed(["gdcmconv", g, mf, out])) if have("gdcmconv") else None,
                 }))
             encoded = os.path.join(work, "multiframe-%s.dcm" % name)
-            title = "convert it from %s back to native" % name
+            title = "convert the multi-frame file from %s back to native" % name
             if want(title) and have(dcmtk_encode) and have(dcmtk_decode):
                 if not os.path.exists(encoded):
                     run([dcmtk_encode, mf, encoded])
