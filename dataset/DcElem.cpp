@@ -72,7 +72,7 @@ DcElem::DcElem(const DcElem& other)
     : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
       valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
-      valueCapacity(other.valueCapacity), sharesValues(true)
+      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr), parsedExactly(false)
 {
     asRead = nullptr;
 }
@@ -100,6 +100,8 @@ DcElem& DcElem::operator=(const DcElem& other)
     valueCapacity = other.valueCapacity;
     releaseAsRead();
     sharesValues = true;
+    pool = nullptr;
+    parsedExactly = false;
     return *this;
 }
 
@@ -123,16 +125,7 @@ void DcElem::ownValues()
     values = nullptr;
     valueCount = valueCapacity = 0;
     rawBufList = new DcBufList;
-    // Each value block has the size the writers read from it: a whole
-    // binary value, or a string with its NUL.
-    bool binary = vrSize >= VR_SIZE_WORD && vrSize <= VR_SIZE_DOUBLE;
-    unsigned int unit = effectiveVr() == VR_AT ? 4 : vrLen;
-    for (int i = 0; i < count; ++i) {
-        if (binary)
-            storeBinary(shared[i], unit);
-        else
-            storeString(static_cast<char*>(shared[i]));
-    }
+    copyValuesFrom(shared, count);
     for (DcBuf* entry = sharedBufs->first(); entry != nullptr; entry = entry->next()) {
         if (entry->getType() == BUF_MEMORY) {
             void* block = malloc(entry->getLen() ? entry->getLen() : 1);
@@ -145,6 +138,20 @@ void DcElem::ownValues()
             if (handle != -1)
                 rawBufList->add(new DcBuf(handle, entry->getOffset(), entry->getLen(), entry->getXferSyn()));
         }
+    }
+}
+
+// Each value block has the size the writers read from it: a whole binary
+// value, or a string with its NUL.
+void DcElem::copyValuesFrom(void* const* source, int count)
+{
+    bool binary = vrSize >= VR_SIZE_WORD && vrSize <= VR_SIZE_DOUBLE;
+    unsigned int unit = effectiveVr() == VR_AT ? 4 : vrLen;
+    for (int i = 0; i < count; ++i) {
+        if (binary)
+            storeBinary(source[i], unit);
+        else
+            storeString(static_cast<char*>(source[i]));
     }
 }
 
@@ -164,6 +171,8 @@ void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_U
 void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
 {
     sharesValues = false;
+    pool = nullptr;
+    parsedExactly = false;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = new DcBufList;
@@ -229,6 +238,8 @@ void DcElem::setVr(DICT_VR newVr)
 DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR_SQ)
 {
     sharesValues = false;
+    pool = nullptr;
+    parsedExactly = false;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = new DcBufList;
@@ -264,13 +275,14 @@ void DcElem::keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfe
 {
     releaseAsRead();
     unsigned char* bytes = nullptr;
-    if (!elemcodec::isRawVr(vr) && vr != VR_SQ && len > 0) {
+    bool fromValues = parsedExactly && len > 0;
+    if (!fromValues && !elemcodec::isRawVr(vr) && vr != VR_SQ && len > 0) {
         bytes = static_cast<unsigned char*>(malloc(len));
         if (bytes == nullptr)
             return;
         memcpy(bytes, buf, len);
     }
-    asRead = new AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined};
+    asRead = new AsRead{bytes, bytes != nullptr ? len : 0, xfer, true, undefined, fromValues};
 }
 
 void DcElem::dropAsRead()
@@ -357,14 +369,9 @@ void** DcElem::newSlot()
 {
     dropAsRead();
     ownValues();
-    int limit = vm;
-    if (!DcElemSlotLimitScope::recall(this, limit)) {
-        int tagConst;
-        if (Dict.getTagDef(dictTag(), tagConst) == 0)
-            Dict.getVm(tagConst, limit);
-        limit = std::abs(limit);
-        DcElemSlotLimitScope::remember(this, limit);
-    }
+    unpool();
+    parsedExactly = false;
+    int limit = valueLimit();
     if (limit != 0 && valueCount >= limit) {
         free(values[0]);
         memmove(values, values + 1, sizeof(void*) * (valueCount - 1));
@@ -408,11 +415,17 @@ void DcElem::deleteAllValues()
 {
     dropAsRead();
     ownValues();
+    parsedExactly = false;
     if (values == nullptr)
         return;
-    for (int i = 0; i < valueCount; ++i)
-        free(values[i]);
-    free(values);
+    if (pool != nullptr) {
+        free(pool);
+        pool = nullptr;
+    } else {
+        for (int i = 0; i < valueCount; ++i)
+            free(values[i]);
+        free(values);
+    }
     values = nullptr;
     valueCount = valueCapacity = 0;
     rawBufList->destroyAllNodes();
@@ -455,9 +468,33 @@ bool DcElem::getValueAsRead(const unsigned char*& bytes, unsigned int& len) cons
 {
     bytes = nullptr;
     len = 0;
-    if (!isUnchanged() || asRead->bytes == nullptr)
+    if (!isUnchanged())
+        return false;
+    if (asRead->bytes == nullptr && asRead->fromValues)
+        const_cast<DcElem*>(this)->rebuildAsRead();
+    if (asRead->bytes == nullptr)
         return false;
     bytes = asRead->bytes;
     len = asRead->len;
     return true;
+}
+
+// The bytes of values parsed exactly, written again in the syntax they
+// were read in.
+void DcElem::rebuildAsRead()
+{
+    size_t size = 2;
+    bool text = vrSize == VR_SIZE_BYTE;
+    for (int i = 0; i < valueCount; ++i)
+        size += text ? strlen(static_cast<char*>(values[i])) + 1 : (effectiveVr() == VR_AT ? 4 : vrLen);
+    unsigned char* bytes = static_cast<unsigned char*>(malloc(size));
+    if (bytes == nullptr)
+        return;
+    unsigned int len = 0;
+    if (frameValueNonOX(bytes, len, asRead->xfer, effectiveVr(), vrSize) != 0) {
+        free(bytes);
+        return;
+    }
+    asRead->bytes = bytes;
+    asRead->len = len;
 }

@@ -217,6 +217,9 @@ protected:
         DICT_UID xfer;
         bool unchanged;
         bool undefinedLength;
+        // The values give back exactly the bytes read, so they were not
+        // copied: bytes stays null until getValueAsRead asks for them.
+        bool fromValues;
     };
     AsRead* asRead;  // null for elements not read in lossless mode
 
@@ -228,6 +231,7 @@ protected:
     void keepAsRead(const unsigned char* buf, unsigned int len, DICT_UID xfer, bool undefined);
     void dropAsRead();
     void releaseAsRead();
+    void rebuildAsRead();
     // An element of any tag, known to the dictionary or not, holding the value
     // bytes as read with the given VR (the newer VRs and UN as raw buffers).
     static DcElem* makeAsRead(unsigned int tag, DICT_VR vr, unsigned char* buf, unsigned int len, DICT_UID xfer);
@@ -245,6 +249,25 @@ private:
     int valueCapacity;
     // Set in copies: values and raw buffers are those of the original.
     bool sharesValues;
+    // Values parsed from data live in one block: the value pointers followed
+    // by the values. Null when each value is a block of its own.
+    void* pool;
+    // The values just parsed write back exactly the bytes they came from.
+    bool parsedExactly;
+
+    // How many values the element's tag allows (0: any number).
+    int valueLimit();
+    // Copies count values (as the writers size them) into blocks of their own.
+    void copyValuesFrom(void* const* source, int count);
+    // Gives every pooled value a block of its own before values change.
+    void unpool();
+    // Replaces the values by an empty pool with room for slots value pointers
+    // and dataBytes of values; returns where the values go, or null.
+    unsigned char* newPool(int slots, size_t dataBytes);
+    // Parses a text value into one pool. False when the VR converts each
+    // value on its own (the structured and binary VRs); the caller then
+    // takes the value by value way.
+    bool parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR v, int& status);
 
     // Gives a copy values and raw buffers of its own before they change.
     void ownValues();

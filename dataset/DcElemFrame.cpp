@@ -400,12 +400,15 @@ int DcElem::parseVal(void* buf, unsigned int len, DICT_UID xfer)
     if (buf == nullptr || len == 0)
         return ELEM_ERR_NULL_ARG;
     if (vrSize == VR_SIZE_BYTE || isTextVr(v)) {
+        int status = 0;
+        if (parseTextPooled(static_cast<const unsigned char*>(buf), len, v, status))
+            return status;
         char* text = static_cast<char*>(malloc(len + 1));
         if (text == nullptr)
             return ELEM_ERR_BAD_VALUE;
         memcpy(text, buf, len);
         text[len] = '\0';
-        int status = addText(text);
+        status = addText(text);
         free(text);
         return status;
     }
@@ -426,18 +429,17 @@ int DcElem::parseValBinary(unsigned char* buf, unsigned int len, bool big)
     DICT_VR v = effectiveVr();
     unsigned int unit = unitOf(v, vrLen);
     unsigned int count = len / unit;
-    int limit = vm;
-    int tagConst;
-    if (Dict.getTagDef(dictTag(), tagConst) == 0)
-        Dict.getVm(tagConst, limit);
-    limit = std::abs(limit);
+    int limit = valueLimit();
     unsigned int first = limit != 0 && static_cast<unsigned int>(limit) < count ? count - limit : 0;
-    unsigned char value[8];
-    for (unsigned int i = first; i < count; ++i) {
-        copyValue(value, buf + i * unit, unit, vrSize, big);
-        int status = storeBinary(value, unit);
-        if (status != 0)
-            return status;
+    if (first == count)
+        return 0;
+    unsigned char* data = newPool(static_cast<int>(count - first), static_cast<size_t>(count - first) * unit);
+    if (data == nullptr)
+        return ELEM_ERR_BAD_VALUE;
+    for (unsigned int i = first; i < count; ++i, data += unit) {
+        copyValue(data, buf + i * unit, unit, vrSize, big);
+        values[valueCount++] = data;
     }
+    parsedExactly = first == 0 && len % unit == 0 && !isNewerVr(v);
     return 0;
 }
