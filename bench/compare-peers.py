@@ -197,6 +197,32 @@ def main():
             "GDCM": (lambda: timed(["gdcmconv", "--implicit", rt, out])) if have("gdcmconv") else None,
         }))
 
+    # Multi-frame conversion, one frame at a time on our side: encoding the
+    # native file, and decoding dcmtk's encoding of it (the same input for all).
+    if want("multi-frame") and has_b3("b3-convert"):
+        mb = os.path.getsize(mf) >> 20
+        out = os.path.join(work, "converted.dcm")
+        for name, ours, dcmtk_encode, dcmtk_decode, gdcm in [
+                ("RLE", "--rle", "dcmcrle", "dcmdrle", "--rle"),
+                ("JPEG-LS", "--jpls", "dcmcjpls", "dcmdjpls", "--jpegls")]:
+            title = "convert the %d MB multi-frame file to %s" % (mb, name)
+            if want(title) and have(dcmtk_encode):
+                table.add(title, compare(args.rounds, {
+                    "Brenik3": lambda o=ours: timed([b3("b3-convert"), o, mf, out]),
+                    "dcmtk": lambda e=dcmtk_encode: timed([e, mf, out]),
+                    "GDCM": (lambda g=gdcm: timed(["gdcmconv", g, mf, out])) if have("gdcmconv") else None,
+                }))
+            encoded = os.path.join(work, "multiframe-%s.dcm" % name)
+            title = "convert the multi-frame file from %s back to native" % name
+            if want(title) and have(dcmtk_encode) and have(dcmtk_decode):
+                if not os.path.exists(encoded):
+                    run([dcmtk_encode, mf, encoded])
+                table.add(title, compare(args.rounds, {
+                    "Brenik3": lambda e=encoded: timed([b3("b3-convert"), "--explicit", e, out]),
+                    "dcmtk": lambda d=dcmtk_decode, e=encoded: timed([d, e, out]),
+                    "GDCM": (lambda e=encoded: timed(["gdcmconv", "--raw", e, out])) if have("gdcmconv") else None,
+                }))
+
     # Storage: every pairing of sender and receiver, timed at the sender.
     receivers = {"Brenik3": lambda port, folder: [b3("b3-receive"), "-p", str(port), "-o", folder]}
     senders = {"Brenik3": lambda port, files: [b3("b3-send"), "127.0.0.1:%d" % port] + files}

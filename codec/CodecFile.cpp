@@ -95,7 +95,9 @@ int codecDeflateBytes(const uint8_t* data, size_t size, std::vector<uint8_t>& ou
     return result == Z_STREAM_END ? 0 : CODEC_ERR_ENCODE;
 }
 
-int codecReadFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
+namespace {
+
+int readFile(const char* path, DcDirMetaInfo& info, DcElemList& list, bool pixelsOnDisk)
 {
     codecRegisterSyntaxes();
     if (path == nullptr)
@@ -121,10 +123,24 @@ int codecReadFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
             list.parse(body.data(), left, UID_LITTLE_ENDIAN_EXPLICIT);
         return 0;
     }
+    if (pixelsOnDisk)
+        return dirReadFileHeader(path, info, list);
     status = dirReadFile(path, info, list);
     if (status == DIR_ERR_SIZE_LIMIT)
         status = dirReadFileHeader(path, info, list);
     return status;
+}
+
+}
+
+int codecReadFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
+{
+    return readFile(path, info, list, false);
+}
+
+int codecReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemList& list)
+{
+    return readFile(path, info, list, true);
 }
 
 int codecWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list)

@@ -213,14 +213,19 @@ int codecSplitFrames(const uint8_t* data, size_t size, unsigned int frames, std:
     return status;
 }
 
+void codecItemHeader(uint32_t length, uint8_t header[8])
+{
+    byteorder::put16(header, ITEM_GROUP, false);
+    byteorder::put16(header + 2, ITEM, false);
+    byteorder::put32(header + 4, length, false);
+}
+
 std::vector<uint8_t> codecEncapsulate(const std::vector<std::vector<uint8_t>>& frames)
 {
     std::vector<uint8_t> out;
     auto item = [&out](uint32_t length) {
         uint8_t hdr[8];
-        byteorder::put16(hdr, ITEM_GROUP, false);
-        byteorder::put16(hdr + 2, ITEM, false);
-        byteorder::put32(hdr + 4, length, false);
+        codecItemHeader(length, hdr);
         out.insert(out.end(), hdr, hdr + 8);
     };
     item(static_cast<uint32_t>(4 * frames.size()));

@@ -67,6 +67,10 @@ private:
 int codecSplitFrames(const uint8_t* data, size_t size, unsigned int frames,
                      std::vector<std::vector<uint8_t>>& out);
 
+// The 8-byte header of an item of length bytes, as it precedes the offset
+// table and each fragment.
+void codecItemHeader(uint32_t length, uint8_t header[8]);
+
 // Builds the encapsulated value (offset table item with the frames'
 // offsets, then one fragment per frame, each padded to even length).
 std::vector<uint8_t> codecEncapsulate(const std::vector<std::vector<uint8_t>>& frames);

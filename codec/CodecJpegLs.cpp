@@ -68,12 +68,22 @@ public:
             logReport(LOG_CHANNEL_1, fn, "Unexpected JPEG-LS frame size");
             return CODEC_ERR_WRONG_SIZE;
         }
-        std::vector<uint8_t> raw(needed);
-        error = charls_jpegls_decoder_decode_to_buffer(decoder.handle, raw.data(), raw.size(), 0);
+        // One component in samples of the allocated width, nothing to sign
+        // extend: the decoded buffer is the native frame itself.
+        bool direct = image.samplesPerPixel == 1 && width * 8 == image.bitsAllocated &&
+                      !(image.pixelRepresentation == 1 && image.bitsStored < image.bitsAllocated);
+        std::vector<uint8_t> raw;
+        std::vector<uint8_t>& decoded = direct ? out.bytes : raw;
+        decoded.resize(needed);
+        error = charls_jpegls_decoder_decode_to_buffer(decoder.handle, decoded.data(), decoded.size(), 0);
         if (error != charls::jpegls_errc::success) {
             logReport(LOG_CHANNEL_1, fn, "Corrupt JPEG-LS codestream: %s", charls_get_error_message(error));
+            out.bytes.clear();
             return CODEC_ERR_CORRUPT;
         }
+        out.photometric.clear();
+        if (direct)
+            return 0;
         std::vector<uint16_t> samples(count);
         unsigned spp = image.samplesPerPixel;
         size_t pixels = size_t(info.width) * info.height;
@@ -83,7 +93,6 @@ public:
             size_t target = mode == charls::interleave_mode::none && spp > 1 ? (i % pixels) * spp + i / pixels : i;
             samples[target] = v;
         }
-        out.photometric.clear();
         codecStoreSamples(samples.data(), image, out.bytes);
         return 0;
     }
@@ -99,17 +108,33 @@ public:
             logReport(LOG_CHANNEL_1, fn, "JPEG-LS takes 2 to 16 bits and 1 or 3 samples");
             return CODEC_ERR_UNSUPPORTED;
         }
-        std::vector<uint16_t> samples;
-        codecLoadSamples(pixels, image, samples);
         size_t width = image.bitsStored > 8 ? 2 : 1;
-        std::vector<uint8_t> raw(samples.size() * width);
-        for (size_t i = 0; i < samples.size(); i++) {
-            if (width == 2) {
-                raw[2 * i] = static_cast<uint8_t>(samples[i]);
-                raw[2 * i + 1] = static_cast<uint8_t>(samples[i] >> 8);
-            } else {
-                raw[i] = static_cast<uint8_t>(samples[i]);
+        std::vector<uint8_t> raw;
+        const uint8_t* source = pixels;
+        if (image.samplesPerPixel == 1 && width * 8 == image.bitsAllocated) {
+            // One component at its allocated width: the frame goes in as it
+            // is, with any bits above bits stored cleared.
+            if (image.bitsStored < image.bitsAllocated) {
+                raw.assign(pixels, pixels + size);
+                uint8_t top = static_cast<uint8_t>((1u << (image.bitsStored - 8 * (width - 1))) - 1);
+                for (size_t i = width - 1; i < raw.size(); i += width)
+                    raw[i] &= top;
+                source = raw.data();
             }
+        } else {
+            std::vector<uint16_t> samples;
+            codecLoadSamples(pixels, image, samples);
+            raw.resize(samples.size() * width);
+            for (size_t i = 0; i < samples.size(); i++) {
+                if (width == 2) {
+                    raw[2 * i] = static_cast<uint8_t>(samples[i]);
+                    raw[2 * i + 1] = static_cast<uint8_t>(samples[i] >> 8);
+                } else {
+                    raw[i] = static_cast<uint8_t>(samples[i]);
+                }
+            }
+            source = raw.data();
+            size = raw.size();
         }
         Encoder encoder;
         charls_frame_info info{image.columns, image.rows, static_cast<int32_t>(image.bitsStored),
@@ -128,7 +153,7 @@ public:
             error = charls_jpegls_encoder_set_destination_buffer(encoder.handle, out.bytes.data(), capacity);
         }
         if (error == charls::jpegls_errc::success)
-            error = charls_jpegls_encoder_encode_from_buffer(encoder.handle, raw.data(), raw.size(), 0);
+            error = charls_jpegls_encoder_encode_from_buffer(encoder.handle, source, size, 0);
         size_t written = 0;
         if (error == charls::jpegls_errc::success)
             error = charls_jpegls_encoder_get_bytes_written(encoder.handle, &written);

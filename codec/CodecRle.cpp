@@ -1,6 +1,7 @@
 // RLE Lossless: one PackBits segment per byte of each sample, most
 // significant byte first, after a 64-byte header of segment offsets.
 #include <cstring>
+#include <vector>
 
 #include "codec/Codec.h"
 #include "foundation/ByteOrder.h"
@@ -36,33 +37,46 @@ bool unpack(const uint8_t* in, size_t size, uint8_t* out, size_t want)
     return o == want;
 }
 
-// Packs one row of bytes taken every stride bytes.
-void pack(const uint8_t* in, size_t count, size_t stride, std::vector<uint8_t>& out)
+// Packs count bytes into out, which has room for the worst case (2 * count
+// + 2 bytes); returns the bytes written.
+size_t packBytes(const uint8_t* in, size_t count, uint8_t* out)
 {
-    auto at = [&](size_t k) { return in[k * stride]; };
+    uint8_t* o = out;
     size_t i = 0;
     while (i < count) {
         size_t run = 1;
-        while (i + run < count && run < 128 && at(i + run) == at(i))
+        while (i + run < count && run < 128 && in[i + run] == in[i])
             run++;
         if (run >= 2) {
-            out.push_back(static_cast<uint8_t>(1 - int(run)));
-            out.push_back(at(i));
+            *o++ = static_cast<uint8_t>(1 - int(run));
+            *o++ = in[i];
             i += run;
             continue;
         }
         size_t start = i;
         size_t literal = 0;
         while (i < count && literal < 128) {
-            if (i + 1 < count && at(i) == at(i + 1))
+            if (i + 1 < count && in[i] == in[i + 1])
                 break;
             i++;
             literal++;
         }
-        out.push_back(static_cast<uint8_t>(literal - 1));
-        for (size_t k = start; k < start + literal; k++)
-            out.push_back(at(k));
+        *o++ = static_cast<uint8_t>(literal - 1);
+        memcpy(o, in + start, literal);
+        o += literal;
     }
+    return static_cast<size_t>(o - out);
+}
+
+// Packs one row of bytes taken every stride bytes, gathered into row first.
+void pack(const uint8_t* in, size_t count, size_t stride, std::vector<uint8_t>& row, std::vector<uint8_t>& out)
+{
+    row.resize(count);
+    for (size_t k = 0; k < count; k++)
+        row[k] = in[k * stride];
+    size_t at = out.size();
+    out.resize(at + 2 * count + 2);
+    out.resize(at + packBytes(row.data(), count, out.data() + at));
 }
 
 class RleCodec : public PixelCodec {
@@ -127,12 +141,14 @@ public:
         out.bytes.assign(HEADER, 0);
         out.photometric.clear();
         byteorder::put32(out.bytes.data(), segments, false);
+        out.bytes.reserve(size + size / 64 + HEADER + segments * 2);
+        std::vector<uint8_t> row;
         for (unsigned s = 0; s < segments; s++) {
             byteorder::put32(&out.bytes[4 + 4 * s], static_cast<uint32_t>(out.bytes.size()), false);
             size_t stride, offset;
             layout(image, s / bytes, bytes - 1 - s % bytes, stride, offset);
             for (unsigned r = 0; r < image.rows; r++)
-                pack(pixels + offset + size_t(r) * image.columns * stride, image.columns, stride, out.bytes);
+                pack(pixels + offset + size_t(r) * image.columns * stride, image.columns, stride, row, out.bytes);
             if (out.bytes.size() & 1)
                 out.bytes.push_back(0);
         }

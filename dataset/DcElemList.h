@@ -147,6 +147,11 @@ public:
     int parse(void* buf, unsigned int& len, DICT_UID xfer);
     int parse(DcBufList* list);
     int parse();
+    // Extension: adds a Pixel Data whose value stays in a file (handle is
+    // duplicated; offset and length of the value) with the VR it was read
+    // with (VR_IM: the dictionary's). In lossless mode the element counts as
+    // read unchanged, so that frame writes this VR again. Returns 0 or a status.
+    int addPixelDataOnDisk(int handle, int offset, unsigned int length, DICT_UID xfer, DICT_VR vr);
 
     // Writing the set in a transfer syntax.
     int frame(unsigned char* buf, unsigned int& len, DICT_UID xfer);

@@ -287,3 +287,18 @@ void DcElemList::keepElem(DcElemHdr& hdr, bool known, unsigned char* value, unsi
     elem->keepAsRead(value, hdr.valueLen, xfer, undefined);
     add(elem);
 }
+
+int DcElemList::addPixelDataOnDisk(int handle, int offset, unsigned int length, DICT_UID xfer, DICT_VR vr)
+{
+    DcElem* elem = new DcElem(static_cast<unsigned short>(TAG_PIXEL_DATA >> 16),
+                              static_cast<unsigned short>(TAG_PIXEL_DATA & 0xFFFF), nullptr, 0, xfer, vr);
+    int status = elem->addValue(handle, offset, length, xfer);
+    if (status != 0) {
+        delete elem;
+        return status;
+    }
+    if (lossless && vr != VR_IM)
+        elem->keepAsRead(nullptr, 0, xfer, false);
+    add(elem);
+    return 0;
+}

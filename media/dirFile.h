@@ -37,6 +37,26 @@ BRENIK3_API int dirReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemL
 // disk is copied from its file in 16384-byte chunks.
 BRENIK3_API int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list);
 
+// Where dirWriteFileStreamed takes the Pixel Data value from: writeValue
+// is called once, with out positioned where the value begins, and writes
+// the whole value (for encapsulated syntaxes the offset table item and the
+// fragments, without the closing delimiter, which the writer adds). written
+// is set to the number of bytes written; the return is 0 or a status, which
+// the writer returns in turn.
+class BRENIK3_API DirPixelSource {
+public:
+    virtual ~DirPixelSource() = default;
+    virtual int writeValue(FILE* out, unsigned long long& written) = 0;
+};
+
+// Like dirWriteFile, with the value of the top-level Pixel Data produced by
+// source while the file is written, so that it need never be held whole.
+// The list's Pixel Data must hold one disk buffer (DIR_ERR_INVALID
+// otherwise); its VR is written, and its length stands for the value's
+// (encapsulated values get an undefined length). The buffer's bytes are
+// not read. A (7FE0,0000) group length is set from the length written.
+BRENIK3_API int dirWriteFileStreamed(const char* path, DcDirMetaInfo& info, DcElemList& list, DirPixelSource& source);
+
 // Checks info before writing and fills the default implementation version name.
 BRENIK3_API int dirCheckMetaInfo(DcDirMetaInfo& info);
 

@@ -27,6 +27,7 @@ struct PixelExtent {
     unsigned long long value;
     unsigned long long valueLen;
     unsigned long long end;
+    DICT_VR vr;  // as written (OB or OW) in explicit VR syntaxes; VR_IM otherwise
 };
 
 bool hasLongLengthField(const unsigned char* letters)
@@ -92,6 +93,10 @@ int locatePixelData(int handle, unsigned long long offset, unsigned long long si
         unsigned long long value = pos + headerLen;
         if (tag == TAG_PIXEL_DATA) {
             found = true;
+            if (headerLen == 12 && memcmp(header + 4, "OB", 2) == 0)
+                extent.vr = VR_OB;
+            else if (headerLen == 12 && memcmp(header + 4, "OW", 2) == 0)
+                extent.vr = VR_OW;
             extent.start = pos;
             extent.value = value;
             if (len == UNDEFINED_LENGTH)
@@ -171,7 +176,7 @@ int dirReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemList& list)
     }
     unsigned long long start = dataOffset < size ? dataOffset : size;
     bool found = false;
-    PixelExtent extent{size, size, 0, size};
+    PixelExtent extent{size, size, 0, size, VR_IM};
     int result = locatePixelData(handle, start, size, xfer, found, extent);
     if (result == 0 && (extent.start - start) + (size - extent.end) > DIR_SIZE_LIMIT) {
         logReport(LOG_CHANNEL_2, readerName, "File '%s', size exceeds limit of %d Mbyte", path, DIR_SIZE_LIMIT_MBYTES);
@@ -185,9 +190,8 @@ int dirReadFileHeader(const char* path, DcDirMetaInfo& info, DcElemList& list)
     list.destroyAllNodes();
     result = parseRange(handle, start, extent.start - start, xfer, list);
     if (result == 0 && found) {
-        DcElem* pixelData = new DcElem(T_7fe0_0010_pixelData);
-        pixelData->addValue(handle, static_cast<int>(extent.value), static_cast<unsigned int>(extent.valueLen), xfer);
-        list.add(pixelData);
+        list.addPixelDataOnDisk(handle, static_cast<int>(extent.value), static_cast<unsigned int>(extent.valueLen),
+                                xfer, extent.vr);
         result = parseRange(handle, extent.end, size - extent.end, xfer, list);
     }
     close(handle);

@@ -50,38 +50,46 @@ void addText(DcElemList& meta, int tagConst, const char* text)
         meta.add(new DcElem(tagConst, text));
 }
 
-// Rewrites the (7FE0,0000) value, which lies just before the Pixel Data
-// header at the end of the body, to count the pixels held on disk.
-void correctPixelGroupLength(DcElemList& list, unsigned char* body, unsigned int len, DICT_UID xfer,
-                             unsigned int pixelLen)
+// Where the (7FE0,0000) value lies, counted back from the end of the body
+// (just before the Pixel Data header), and its bytes when the pixel value is
+// pixelLen bytes long; false when the data set has no such group length.
+bool pixelGroupLength(DcElemList& list, unsigned int len, DICT_UID xfer, unsigned int pixelLen, unsigned int& back,
+                      unsigned char field[4])
 {
     DcElem* groupLength = nullptr;
     DcElem* pixelData = nullptr;
     if (list.getElem(0x7FE00000u, &groupLength) != 0 || list.getElem(0x7FE00010u, &pixelData) != 0 ||
         groupLength == list.first())
-        return;
+        return false;
     if (xfer == UID_LITTLE_ENDIAN_IMPLICIT) {
-        if (len >= 12)
-            byteorder::put32(body + len - 12, pixelLen + 8, false);
-    } else if (len >= 16) {
+        back = 12;
+        byteorder::put32(field, pixelLen + 8, false);
+    } else {
+        back = 16;
         bool big = xfer == UID_BIG_ENDIAN_EXPLICIT;
         unsigned int following = elemcodec::isCompressed(xfer) ? 20 : 12;
-        byteorder::put32(body + len - 16, pixelLen + following, big);
+        byteorder::put32(field, pixelLen + following, big);
     }
+    return len >= back;
+}
+
+// Rewrites the (7FE0,0000) value in the body to count the pixels held on disk.
+void correctPixelGroupLength(DcElemList& list, unsigned char* body, unsigned int len, DICT_UID xfer,
+                             unsigned int pixelLen)
+{
+    unsigned int back = 0;
+    unsigned char field[4];
+    if (pixelGroupLength(list, len, xfer, pixelLen, back, field))
+        memcpy(body + len - back, field, 4);
 }
 
 // Copies the disk-held pixel value into the output after the body.
-int copyPixels(FILE* out, DcBuf& pixels, DICT_UID xfer)
+int copyPixels(FILE* out, DcBuf& pixels)
 {
     int handle = pixels.getHandle();
     off_t pixelPosition = lseek(handle, 0, SEEK_CUR);
     if (pixelPosition == -1) {
         logReport(LOG_CHANNEL_2, "dirWriteFile", "Failed to get current file pointer in pixel data file");
-        return DIR_ERR_FILE_POSITION;
-    }
-    long outPosition = ftell(out);
-    if (outPosition == -1) {
-        logReport(LOG_CHANNEL_2, "dirWriteFile", "Failed to get current file pointer in output file");
         return DIR_ERR_FILE_POSITION;
     }
     if (lseek(handle, pixels.getOffset(), SEEK_SET) != pixels.getOffset()) {
@@ -103,19 +111,50 @@ int copyPixels(FILE* out, DcBuf& pixels, DICT_UID xfer)
         }
         remaining -= want;
     }
-    if (elemcodec::isCompressed(xfer)) {
-        unsigned char delimiter[8];
-        byteorder::putTag(delimiter, elemcodec::TAG_SEQUENCE_DELIMITATION, false);
-        byteorder::put32(delimiter + 4, 0, false);
-        const unsigned char undefinedLength[4] = {0xFF, 0xFF, 0xFF, 0xFF};
-        if (fwrite(delimiter, 1, 8, out) != 8 || fseek(out, outPosition - 4, SEEK_SET) != 0 ||
-            fwrite(undefinedLength, 1, 4, out) != 4) {
-            logReport(LOG_CHANNEL_2, "dirWriteFile", "Write error, disk may be full");
-            return DIR_ERR_IO;
-        }
-    }
     lseek(handle, pixelPosition, SEEK_SET);
     return 0;
+}
+
+// Closes encapsulated fragments with their delimiter and gives the Pixel
+// Data header, whose value began at valueStart, its undefined length.
+int closeFragments(FILE* out, long valueStart)
+{
+    unsigned char delimiter[8];
+    byteorder::putTag(delimiter, elemcodec::TAG_SEQUENCE_DELIMITATION, false);
+    byteorder::put32(delimiter + 4, 0, false);
+    const unsigned char undefinedLength[4] = {0xFF, 0xFF, 0xFF, 0xFF};
+    if (fwrite(delimiter, 1, 8, out) != 8 || fseek(out, valueStart - 4, SEEK_SET) != 0 ||
+        fwrite(undefinedLength, 1, 4, out) != 4) {
+        logReport(LOG_CHANNEL_2, "dirWriteFile", "Write error, disk may be full");
+        return DIR_ERR_IO;
+    }
+    return 0;
+}
+
+// The pixel value after the body: from its disk buffer, or from source.
+// A (7FE0,0000) set in the body for the disk buffer's length is rewritten
+// when source writes another length.
+int writePixels(FILE* out, DcElemList& list, DcBuf& pixels, DICT_UID xfer, unsigned int bodyLen,
+                DirPixelSource* source)
+{
+    long valueStart = ftell(out);
+    if (valueStart == -1) {
+        logReport(LOG_CHANNEL_2, "dirWriteFile", "Failed to get current file pointer in output file");
+        return DIR_ERR_FILE_POSITION;
+    }
+    unsigned long long written = pixels.getLen();
+    int status = source != nullptr ? source->writeValue(out, written) : copyPixels(out, pixels);
+    if (status == 0 && elemcodec::isCompressed(xfer))
+        status = closeFragments(out, valueStart);
+    unsigned int back = 0;
+    unsigned char field[4];
+    if (status == 0 && written != pixels.getLen() &&
+        pixelGroupLength(list, bodyLen, xfer, static_cast<unsigned int>(written), back, field) &&
+        (fseek(out, valueStart - static_cast<long>(back), SEEK_SET) != 0 || fwrite(field, 1, 4, out) != 4)) {
+        logReport(LOG_CHANNEL_2, "dirWriteFile", "Write error, disk may be full");
+        status = DIR_ERR_IO;
+    }
+    return status;
 }
 
 // The elements after Pixel Data, appended at the end of the output.
@@ -241,7 +280,9 @@ int dirWriteMetaHeader(FILE* stream, DcDirMetaInfo& info)
     return fwrite(header.data(), 1, header.size(), stream) == header.size() ? 0 : DIR_ERR_IO;
 }
 
-int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
+namespace {
+
+int writeFile(const char* path, DcDirMetaInfo& info, DcElemList& list, DirPixelSource* source)
 {
     if (path == nullptr) {
         logReport(LOG_CHANNEL_0, "dirWriteFile", "Null argument passed");
@@ -294,7 +335,7 @@ int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
     free(body);
 
     if (diskPixels) {
-        status = copyPixels(out, pixels, info.xferSyn);
+        status = writePixels(out, list, pixels, info.xferSyn, len, source);
         if (aside.trailing.first() != nullptr) {
             int trailingStatus = appendTrailing(out, aside.trailing, info.xferSyn);
             if (status == 0)
@@ -309,4 +350,22 @@ int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
         status = DIR_ERR_IO;
     }
     return status;
+}
+
+}
+
+int dirWriteFile(const char* path, DcDirMetaInfo& info, DcElemList& list)
+{
+    return writeFile(path, info, list, nullptr);
+}
+
+int dirWriteFileStreamed(const char* path, DcDirMetaInfo& info, DcElemList& list, DirPixelSource& source)
+{
+    DcBuf pixels;
+    list.getValue(T_7fe0_0010_pixelData, pixels, ELEM_VAL_INDEX_KEEP);
+    if (pixels.getType() != BUF_DISK) {
+        logReport(LOG_CHANNEL_0, "dirWriteFileStreamed", "Pixel Data without a disk buffer to stand for its value");
+        return DIR_ERR_INVALID;
+    }
+    return writeFile(path, info, list, &source);
 }

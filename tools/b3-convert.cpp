@@ -33,7 +33,7 @@ bool convertFile(const Job& job, const std::string& input, const std::string& ou
 {
     DcDirMetaInfo meta;
     DcElemList list;
-    int status = job.fromJson ? readJsonFile(input, meta, list) : codecReadFile(input.c_str(), meta, list);
+    int status = job.fromJson ? readJsonFile(input, meta, list) : codecReadFileHeader(input.c_str(), meta, list);
     if (status != 0) {
         fail(job.program, "cannot read %s (status %s)", input.c_str(), hexStatus(status).c_str());
         return false;
@@ -43,21 +43,19 @@ bool convertFile(const Job& job, const std::string& input, const std::string& ou
     CodecImage image;
     if (to == UID_JPEG_BASELINE && codecReadImage(list, image) == 0 && image.bitsStored > 8)
         to = UID_JPEG_EXTENDED;  // baseline holds 8-bit samples only
-    status = codecConvert(list, from, to, job.options, job.lossy);
-    if (status == CODEC_ERR_LOSSY) {
-        fail(job.program, "%s: the conversion would be lossy; give --lossy to allow it", input.c_str());
-        return false;
-    }
-    if (status != 0) {
-        fail(job.program, "cannot convert %s (status %s)", input.c_str(), hexStatus(status).c_str());
-        return false;
-    }
-    meta.xferSyn = to;
     if (output != "-" && !fs::path(output).parent_path().empty()) {
         std::error_code ec;
         fs::create_directories(fs::path(output).parent_path(), ec);
     }
-    status = codecWriteFile(output.c_str(), meta, list);
+    status = codecWriteConverted(output.c_str(), meta, list, to, job.options, job.lossy);
+    if (status == CODEC_ERR_LOSSY) {
+        fail(job.program, "%s: the conversion would be lossy; give --lossy to allow it", input.c_str());
+        return false;
+    }
+    if (status >= CODEC_ERR_NULL_ARG && status <= CODEC_ERR_TOO_LARGE) {
+        fail(job.program, "cannot convert %s (status %s)", input.c_str(), hexStatus(status).c_str());
+        return false;
+    }
     if (status != 0) {
         fail(job.program, "cannot write %s (status %s)", output.c_str(), hexStatus(status).c_str());
         return false;

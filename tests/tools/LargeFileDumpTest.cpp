@@ -1,11 +1,11 @@
-// b3-dump and b3-png of files far beyond what is read into memory: the pixel data stays
-// on disk, so the peak memory of the tool does not grow with it; deflated
-// and truncated files.
+// b3-dump, b3-png and b3-convert of files far beyond what is read into
+// memory: the pixel data stays on disk and is taken one frame at a time, so
+// the peak memory of the tool does not grow with it; deflated and truncated
+// files.
 #include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -33,10 +33,11 @@ std::string us(unsigned short v)
 }
 
 // A multi-frame secondary capture file of frames x 512 x 512 16-bit pixels,
-// its pixel data a hole in a sparse file.
-std::string writeMultiFrame(const std::string& path, unsigned int frames)
+// its pixel data a hole in a sparse file, or with filled set, 12-bit
+// gradients and noise that differ from frame to frame.
+std::string writeMultiFrame(const std::string& path, unsigned int frames, bool filled = false)
 {
-    Bytes meta;
+    Bytes meta = {0x02, 0x00, 0x01, 0x00, 'O', 'B', 0, 0, 2, 0, 0, 0, 0, 1};  // version 1
     put(meta, 0x00020002, "UI", std::string("1.2.840.10008.5.1.4.1.1.7.3") + '\0');
     put(meta, 0x00020003, "UI", "1.2.3.4.5.6");
     put(meta, 0x00020010, "UI", std::string("1.2.840.10008.1.2.1") + '\0');
@@ -64,33 +65,45 @@ std::string writeMultiFrame(const std::string& path, unsigned int frames)
     int fd = open(path.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
     EXPECT_GE(fd, 0);
     EXPECT_EQ(write(fd, file.data(), file.size()), static_cast<ssize_t>(file.size()));
-    EXPECT_EQ(ftruncate(fd, static_cast<off_t>(file.size() + pixels)), 0);
+    if (!filled) {
+        EXPECT_EQ(ftruncate(fd, static_cast<off_t>(file.size() + pixels)), 0);
+    }
+    uint32_t noise = 2463534242u;
+    Bytes frame(512 * 512 * 2);
+    for (unsigned int f = 0; filled && f < frames; f++) {
+        for (size_t i = 0; i < frame.size(); i += 2) {
+            noise ^= noise << 13;
+            noise ^= noise >> 17;
+            noise ^= noise << 5;
+            unsigned int x = (i / 2) % 512, y = (i / 2) / 512;
+            unsigned int value = (x * 3 + y * 5 + f * 17 + (x % 13 == 0 ? noise & 63 : 0)) & 0xFFF;
+            frame[i] = static_cast<unsigned char>(value);
+            frame[i + 1] = static_cast<unsigned char>(value >> 8);
+        }
+        EXPECT_EQ(write(fd, frame.data(), frame.size()), static_cast<ssize_t>(frame.size()));
+    }
     close(fd);
     return path;
 }
 
-// Runs a tool with its output thrown away; its exit status and peak
-// resident memory in kilobytes.
-int runMeasured(const std::vector<std::string>& argv, long& peakKb)
+// The last size bytes of two files are the same.
+bool sameTail(const std::string& a, const std::string& b, off_t size)
 {
-    pid_t child = fork();
-    if (child == 0) {
-        int null = open("/dev/null", O_WRONLY);
-        dup2(null, 1);
-        dup2(null, 2);
-        std::vector<char*> args;
-        for (const std::string& arg : argv)
-            args.push_back(const_cast<char*>(arg.c_str()));
-        args.push_back(nullptr);
-        execv(args[0], args.data());
-        _exit(127);
+    int fa = open(a.c_str(), O_RDONLY), fb = open(b.c_str(), O_RDONLY);
+    off_t endA = fa < 0 ? -1 : lseek(fa, 0, SEEK_END), endB = fb < 0 ? -1 : lseek(fb, 0, SEEK_END);
+    bool same = endA >= size && endB >= size;
+    Bytes chunkA(1 << 20), chunkB(1 << 20);
+    for (off_t done = 0; same && done < size; done += static_cast<off_t>(chunkA.size())) {
+        size_t want = static_cast<size_t>(std::min<off_t>(size - done, static_cast<off_t>(chunkA.size())));
+        same = pread(fa, chunkA.data(), want, endA - size + done) == static_cast<ssize_t>(want) &&
+               pread(fb, chunkB.data(), want, endB - size + done) == static_cast<ssize_t>(want) &&
+               memcmp(chunkA.data(), chunkB.data(), want) == 0;
     }
-    int status = 0;
-    struct rusage usage {};
-    if (child < 0 || wait4(child, &status, 0, &usage) != child)
-        return -1;
-    peakKb = usage.ru_maxrss;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (fa >= 0)
+        close(fa);
+    if (fb >= 0)
+        close(fb);
+    return same;
 }
 
 class LargeDump : public ToolTest {
@@ -143,4 +156,30 @@ TEST_F(LargeDump, TruncatedAndDeflatedFiles)
     dump = tool("b3-dump", {dir + "/deflated.dcm"});
     EXPECT_NE(dump.status, 0);
     EXPECT_NE(dump.err.find("deflated data set"), std::string::npos) << dump.err;
+}
+
+TEST_F(LargeDump, AMultiFrameFileAboveTheInMemoryLimitIsConvertedInAFewFramesOfMemory)
+{
+    need({"b3-convert"});
+    const unsigned int frames = 260;  // 136 Mbyte of pixels: above the 128 Mbyte a file is read whole up to
+    const off_t pixels = 512 * 512 * 2 * frames;
+    std::string path = writeMultiFrame(dir + "/large.dcm", frames, true);
+    for (const char* target : {"--rle", "--jpls"}) {
+        SCOPED_TRACE(target);
+        std::string packed = dir + "/packed.dcm", back = dir + "/back.dcm";
+        long peakKb = 0;
+        EXPECT_EQ(runMeasured({toolPath("b3-convert"), target, path, packed}, peakKb), 0);
+        EXPECT_LT(peakKb, 40 * 1024);
+        EXPECT_EQ(runMeasured({toolPath("b3-convert"), "--explicit", packed, back}, peakKb), 0);
+        EXPECT_LT(peakKb, 40 * 1024);
+        EXPECT_TRUE(sameTail(path, back, pixels));
+        // The last frame, found through the offset table of the packed file.
+        EXPECT_EQ(runMeasured({toolPath("b3-png"), "--frame", std::to_string(frames), packed, dir + "/last.png"},
+                              peakKb),
+                  0);
+        EXPECT_LT(peakKb, 32 * 1024);
+        unlink(packed.c_str());
+        unlink(back.c_str());
+    }
+    unlink(path.c_str());
 }

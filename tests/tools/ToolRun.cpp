@@ -10,6 +10,7 @@
 #include <sstream>
 #include <thread>
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -54,6 +55,29 @@ int reap(pid_t pid, int timeoutSeconds)
     return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
 }
 
+}
+
+int runMeasured(const std::vector<std::string>& argv, long& peakKb, int timeoutSeconds)
+{
+    pid_t child = fork();
+    if (child == 0) {
+        int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
+        dup2(null, 2);
+        std::vector<char*> args;
+        for (const std::string& arg : argv)
+            args.push_back(const_cast<char*>(arg.c_str()));
+        args.push_back(nullptr);
+        alarm(static_cast<unsigned int>(timeoutSeconds));  // outlives exec: the program is ended then
+        execv(args[0], args.data());
+        _exit(127);
+    }
+    int status = 0;
+    struct rusage usage {};
+    if (child < 0 || wait4(child, &status, 0, &usage) != child)
+        return -1;
+    peakKb = usage.ru_maxrss;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 std::string toolPath(const std::string& name)

@@ -25,6 +25,11 @@ std::string toolPath(const std::string& name);
 // at most timeoutSeconds; a program still running then is killed.
 RunResult run(const std::vector<std::string>& argv, int timeoutSeconds = 60);
 
+// Runs argv (a path) with its output thrown away, ended after
+// timeoutSeconds; its exit status (-1 when ended by a signal) and peak
+// resident memory in kilobytes.
+int runMeasured(const std::vector<std::string>& argv, long& peakKb, int timeoutSeconds = 120);
+
 // A program left running in the background, its output going to a file.
 class Background {
 public:

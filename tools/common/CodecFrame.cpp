@@ -27,7 +27,7 @@ bool decodeFrame(DcElemList& list, DICT_UID xfer, unsigned int index, std::vecto
 
 int readAnyFile(const std::string& path, DcDirMetaInfo& meta, DcElemList& list)
 {
-    return codecReadFile(path.c_str(), meta, list);
+    return codecReadFileHeader(path.c_str(), meta, list);
 }
 
 FrameReport checkFrames(const std::string& path)
@@ -35,7 +35,7 @@ FrameReport checkFrames(const std::string& path)
     FrameReport report;
     DcDirMetaInfo meta;
     DcElemList list;
-    int status = codecReadFile(path.c_str(), meta, list);
+    int status = codecReadFileHeader(path.c_str(), meta, list);
     if (status != 0) {
         report.text = "cannot read (status " + hexStatus(status) + ")";
         return report;
