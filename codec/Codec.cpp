@@ -32,6 +32,14 @@ int codecCheckDecode(const char* function, const uint8_t* data, size_t size, con
     return 0;
 }
 
+int codecWrongSize(const char* function, unsigned width, unsigned height, unsigned components, unsigned bits,
+                   const CodecImage& image)
+{
+    logReport(LOG_CHANNEL_1, function, "Codestream holds %ux%u, %u components, %u bits; the attributes say %ux%u, %u",
+              width, height, components, bits, image.columns, image.rows, image.samplesPerPixel);
+    return CODEC_ERR_WRONG_SIZE;
+}
+
 int codecCheckEncode(const char* function, const uint8_t* pixels, size_t size, const CodecImage& image)
 {
     int status = codecCheckDecode(function, pixels, size, image);

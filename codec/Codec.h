@@ -49,6 +49,10 @@ const PixelCodec& codecJ2k(bool lossless);  // OpenJPEG
 // unusable attributes or an output size above the limit give a status.
 int codecCheckDecode(const char* function, const uint8_t* data, size_t size, const CodecImage& image);
 int codecCheckEncode(const char* function, const uint8_t* pixels, size_t size, const CodecImage& image);
+// Reports a codestream whose size, components or bits disagree with the
+// image attributes; returns CODEC_ERR_WRONG_SIZE.
+int codecWrongSize(const char* function, unsigned width, unsigned height, unsigned components, unsigned bits,
+                   const CodecImage& image);
 
 // The largest native frame a decoder produces: 1 Gbyte.
 const size_t CODEC_MAX_FRAME_BYTES = size_t(1) << 30;

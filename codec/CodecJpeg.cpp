@@ -76,12 +76,11 @@ public:
         jpeg_read_header(&info, TRUE);
         if (info.image_width != image.columns || info.image_height != image.rows ||
             info.num_components != static_cast<int>(image.samplesPerPixel) || info.data_precision != 8) {
-            logReport(LOG_CHANNEL_1, fn, "Codestream holds %ux%u, %d components, %d bits; the attributes say %ux%u, %u",
-                      info.image_width, info.image_height, info.num_components, info.data_precision, image.columns,
-                      image.rows, image.samplesPerPixel);
+            int status = codecWrongSize(fn, info.image_width, info.image_height, info.num_components,
+                                        info.data_precision, image);
             jpeg_destroy_decompress(&info);
             out.bytes.clear();
-            return CODEC_ERR_WRONG_SIZE;
+            return status;
         }
         if (info.num_components == 3) {
             info.out_color_space = JCS_RGB;

@@ -1,4 +1,5 @@
 #include "codec/CodecJpegDct.h"
+#include "codec/Codec.h"
 
 #include "codec/CodecPixels.h"
 #include "codec/JpegDct.h"
@@ -31,10 +32,7 @@ int codecJpegDctDecode(const uint8_t* data, size_t size, const CodecImage& image
         return status;
     if (decoded.width != image.columns || decoded.height != image.rows ||
         decoded.components != image.samplesPerPixel || decoded.precision > image.bitsAllocated) {
-        logReport(LOG_CHANNEL_1, fn, "Codestream holds %ux%u, %u components, %u bits; the attributes say %ux%u, %u",
-                  decoded.width, decoded.height, decoded.components, decoded.precision, image.columns, image.rows,
-                  image.samplesPerPixel);
-        return CODEC_ERR_WRONG_SIZE;
+        return codecWrongSize(fn, decoded.width, decoded.height, decoded.components, decoded.precision, image);
     }
     out.photometric.clear();
     if (decoded.convertedToRgb && image.photometric.compare(0, 3, "YBR") == 0)

@@ -22,10 +22,7 @@ public:
             return status;
         if (decoded.width != image.columns || decoded.height != image.rows ||
             decoded.components != image.samplesPerPixel || decoded.precision > image.bitsAllocated) {
-            logReport(LOG_CHANNEL_1, fn, "Codestream holds %ux%u, %u components, %u bits; the attributes say %ux%u, %u",
-                      decoded.width, decoded.height, decoded.components, decoded.precision, image.columns, image.rows,
-                      image.samplesPerPixel);
-            return CODEC_ERR_WRONG_SIZE;
+            return codecWrongSize(fn, decoded.width, decoded.height, decoded.components, decoded.precision, image);
         }
         out.photometric.clear();
         codecStoreSamples(decoded.samples.data(), image, out.bytes);

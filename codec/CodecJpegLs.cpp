@@ -56,10 +56,7 @@ public:
         if (info.width != image.columns || info.height != image.rows ||
             info.component_count != static_cast<int32_t>(image.samplesPerPixel) ||
             info.bits_per_sample > static_cast<int32_t>(image.bitsAllocated)) {
-            logReport(LOG_CHANNEL_1, fn, "Codestream holds %ux%u, %d components, %d bits; the attributes say %ux%u, %u",
-                      info.width, info.height, info.component_count, info.bits_per_sample, image.columns, image.rows,
-                      image.samplesPerPixel);
-            return CODEC_ERR_WRONG_SIZE;
+            return codecWrongSize(fn, info.width, info.height, info.component_count, info.bits_per_sample, image);
         }
         error = charls_jpegls_decoder_get_destination_size(decoder.handle, 0, &needed);
         size_t width = info.bits_per_sample > 8 ? 2 : 1;

@@ -301,36 +301,25 @@ struct Decoder {
 
     int run()
     {
-        if (size < 4 || data[0] != 0xFF || data[1] != 0xD8)
-            return fail("no start-of-image marker");
-        JpegSegments segments{data, size};
-        bool scanned = false;
-        uint8_t marker = 0;
-        const uint8_t* body = nullptr;
-        size_t bodyLen = 0;
-        int found;
-        while ((found = segments.next(marker, body, bodyLen)) > 0) {
-            int status = 0;
+        auto failed = [this](const char* what) { return fail(what); };
+        int status = jpegWalkSegments(data, size, failed, [this](uint8_t marker, const uint8_t* body, size_t bodyLen,
+                                                                 JpegSegments& segments) {
             if (marker == 0xC4)
-                status = jpegReadHuffmanTables(body, bodyLen, dcTables, acTables) ? 0 : fail("bad Huffman table");
-            else if (marker == 0xDB)
-                status = readQuant(body, bodyLen);
-            else if (marker == 0xDD)
+                return jpegReadHuffmanTables(body, bodyLen, dcTables, acTables) ? 0 : fail("bad Huffman table");
+            if (marker == 0xDB)
+                return readQuant(body, bodyLen);
+            if (marker == 0xDD)
                 restartInterval = bodyLen >= 2 ? (body[0] << 8) | body[1] : 0;
             else if (marker >= 0xE0 && marker <= 0xEF)
                 readApp(marker, body, bodyLen);
-            else if (marker == 0xDA) {
-                status = readScan(body, bodyLen, segments.pos);
-                scanned = true;
-            } else if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC)
-                status = readFrame(body, bodyLen, marker);
-            if (status != 0)
-                return status;
-        }
-        if (found < 0)
-            return fail("segment runs past the end");
-        if (!scanned)
-            return fail("no scan");
+            else if (marker == 0xDA)
+                return readScan(body, bodyLen, segments.pos);
+            else if (marker >= 0xC0 && marker <= 0xCF && marker != 0xC8 && marker != 0xCC)
+                return readFrame(body, bodyLen, marker);
+            return 0;
+        });
+        if (status != 0)
+            return status;
         out.samples.assign(size_t(out.width) * out.height * out.components, 0);
         for (unsigned i = 0; i < out.components; i++)
             upsample(components[i], i);

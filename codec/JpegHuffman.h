@@ -88,6 +88,32 @@ struct JpegSegments {
     int next(uint8_t& marker, const uint8_t*& body, size_t& length);
 };
 
+// Walks a codestream from its start-of-image marker, handing each segment to
+// visit(marker, body, length, segments) until visit returns a status; fail
+// words what is wrong with the stream itself (no start, a segment past the
+// end, no scan) and gives the status for it.
+template <typename Visit, typename Fail>
+int jpegWalkSegments(const uint8_t* data, size_t size, Fail fail, Visit visit)
+{
+    if (size < 4 || data[0] != 0xFF || data[1] != 0xD8)
+        return fail("no start-of-image marker");
+    JpegSegments segments{data, size};
+    bool scanned = false;
+    uint8_t marker = 0;
+    const uint8_t* body = nullptr;
+    size_t length = 0;
+    int found;
+    while ((found = segments.next(marker, body, length)) > 0) {
+        scanned = scanned || marker == 0xDA;
+        int status = visit(marker, body, length, segments);
+        if (status != 0)
+            return status;
+    }
+    if (found < 0)
+        return fail("segment runs past the end");
+    return scanned ? 0 : fail("no scan");
+}
+
 // ---- writing ---------------------------------------------------------------
 
 // The number of bits of a difference's magnitude (its Huffman category).
