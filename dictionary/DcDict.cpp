@@ -1,6 +1,7 @@
 #include "dictionary/DcDict.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 
@@ -100,6 +101,18 @@ DcDict::~DcDict()
     clearTables();
 }
 
+namespace {
+
+// Generations are unique in the process, so that a dictionary made where an
+// earlier one was never matches what was remembered of that one.
+unsigned int nextTagGeneration()
+{
+    static std::atomic<unsigned int> counter{0};
+    return counter.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+}
+
 void DcDict::clearTables()
 {
     for (auto& entry : tags) {
@@ -126,6 +139,7 @@ void DcDict::clearTables()
     }
     tagIndex.clear();
     tagConstIndex.clear();
+    tagGeneration = nextTagGeneration();
     uidIndex.clear();
     uidStrgIndex.clear();
 }
@@ -173,6 +187,7 @@ void DcDict::loadSqLists()
 void DcDict::indexTag(int slot)
 {
     DcDictTagEntry* entry = tags[slot];
+    tagGeneration = nextTagGeneration();
     auto byTag = tagIndex.emplace(entry->tag, slot);
     if (!byTag.second && byTag.first->second > slot)
         byTag.first->second = slot;
@@ -189,6 +204,7 @@ void DcDict::removeTagSlot(int slot)
     int tagConst = entry->tagConst;
     delete entry;
     tags[slot] = nullptr;
+    tagGeneration = nextTagGeneration();
     tagIndex.erase(tag);
     tagConstIndex.erase(tagConst);
     for (int i = 0; i < DICT_TAG_SLOTS; ++i)
@@ -231,10 +247,31 @@ int DcDict::getTagSlot(int slot, unsigned int& tag, const char*& name)
     return 0;
 }
 
+namespace {
+
+// The last entry a thread found by one key, valid for one dictionary and
+// generation. Initial-exec, so that it is reached without a call.
+struct TagMemo {
+    const DcDict* dict = nullptr;
+    unsigned int generation = 0;
+    unsigned int key = 0;
+    DcDictTagEntry* entry = nullptr;
+};
+thread_local TagMemo byTagMemo __attribute__((tls_model("initial-exec")));
+thread_local TagMemo byConstMemo __attribute__((tls_model("initial-exec")));
+
+}
+
 DcDictTagEntry* DcDict::findTag(unsigned int tag)
 {
+    TagMemo& memo = byTagMemo;
+    if (memo.entry != nullptr && memo.key == tag && memo.dict == this && memo.generation == tagGeneration)
+        return memo.entry;
     auto it = tagIndex.find(tag);
-    return it == tagIndex.end() ? nullptr : tags[it->second];
+    DcDictTagEntry* entry = it == tagIndex.end() ? nullptr : tags[it->second];
+    if (entry != nullptr)
+        memo = TagMemo{this, tagGeneration, tag, entry};
+    return entry;
 }
 
 // A built-in constant equals its tag, so callers often pass a plain tag
@@ -255,8 +292,15 @@ const DcDictTagEntry* DcDict::findTagConstOrTag(int tagConst)
 
 DcDictTagEntry* DcDict::findTagConst(int tagConst)
 {
+    TagMemo& memo = byConstMemo;
+    unsigned int key = static_cast<unsigned int>(tagConst);
+    if (memo.entry != nullptr && memo.key == key && memo.dict == this && memo.generation == tagGeneration)
+        return memo.entry;
     auto it = tagConstIndex.find(tagConst);
-    return it == tagConstIndex.end() ? nullptr : tags[it->second];
+    DcDictTagEntry* entry = it == tagConstIndex.end() ? nullptr : tags[it->second];
+    if (entry != nullptr)
+        memo = TagMemo{this, tagGeneration, key, entry};
+    return entry;
 }
 
 DcDict::UidEntry* DcDict::findUid(DICT_UID uid)

@@ -157,6 +157,10 @@ private:
     // Indexes: key -> first slot holding it.
     std::unordered_map<unsigned int, int> tagIndex;
     std::unordered_map<int, int> tagConstIndex;
+    // Changes whenever a tag index changes, so that a look-up remembered by
+    // a thread (the same tag is looked up several times per element read)
+    // is never used once stale.
+    unsigned int tagGeneration = 0;
     std::unordered_map<int, int> uidIndex;
     std::unordered_map<std::string_view, int> uidStrgIndex;
 
