@@ -72,7 +72,7 @@ DcElem::DcElem(const DcElem& other)
     : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
       valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
-      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr), parsedExactly(false), pooledLen(0)
+      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr), parsedExactly(false), pooledLen(0), pooledBufSize(0)
 {
     asRead = nullptr;
 }
@@ -103,6 +103,7 @@ DcElem& DcElem::operator=(const DcElem& other)
     pool = nullptr;
     parsedExactly = false;
     pooledLen = 0;
+    pooledBufSize = 0;
     return *this;
 }
 
@@ -174,6 +175,7 @@ void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_U
     pool = nullptr;
     parsedExactly = false;
     pooledLen = 0;
+    pooledBufSize = 0;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = &ownBufs;
@@ -247,6 +249,7 @@ DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR
     pool = nullptr;
     parsedExactly = false;
     pooledLen = 0;
+    pooledBufSize = 0;
     pushedTag = 0;
     asRead = nullptr;
     rawBufList = &ownBufs;

@@ -258,8 +258,8 @@ private:
     // Of pooled text values parsed exactly: they lie one after the other,
     // each ended where its separator was, pooledLen bytes in all.
     unsigned int pooledLen;
+    unsigned int pooledBufSize;  // what getBufSize counts for those values
     bool pooledTextInPlace() const { return pool != nullptr && parsedExactly && vrSize == VR_SIZE_BYTE; }
-    size_t pooledValueLen(int i) const;
     // The raw buffers of an element that owns its values (rawBufList points
     // here then, and at the original's list in a copy).
     DcBufList ownBufs;

@@ -372,11 +372,11 @@ int DcElem::getBufSize(unsigned int& size, int*)
         return 0;
     }
     unsigned int textSize = 0;
-    bool inPlace = pooledTextInPlace();
-    if (isTextVr(v))
+    if (isTextVr(v) && pooledTextInPlace())
+        textSize = pooledBufSize;
+    else if (isTextVr(v))
         for (int i = 0; i < valueCount; ++i) {
-            size_t n = inPlace ? pooledValueLen(i) : strlen(static_cast<char*>(values[i]));
-            textSize += static_cast<unsigned int>(n + 1);
+            textSize += static_cast<unsigned int>(strlen(static_cast<char*>(values[i])) + 1);
             textSize += textSize % 2;
         }
     // The binary and structured values take at most their VR's longest form.

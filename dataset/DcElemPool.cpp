@@ -43,14 +43,6 @@ void DcElem::unpool()
     free(block);
 }
 
-size_t DcElem::pooledValueLen(int i) const
-{
-    const char* value = static_cast<const char*>(values[i]);
-    const char* end = i + 1 < valueCount ? static_cast<const char*>(values[i + 1]) - 1
-                                         : static_cast<const char*>(values[0]) + pooledLen;
-    return static_cast<size_t>(end - value);
-}
-
 unsigned char* DcElem::newPool(int slots, size_t dataBytes)
 {
     // Two spare slots keep the null entries past the last value that the
@@ -172,6 +164,7 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
     bool exact = true;
     char* expected = text;
     char* keptEnd = text;
+    unsigned int bufSize = 0;
     // Keeps the piece [piece, end), cut at end, after its check. A clean
     // piece (every character allowed) needs only its ends and length seen.
     auto keep = [&](char* piece, char* end, bool clean) {
@@ -189,6 +182,8 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
         if (freeText)
             first = piece;
         *last = '\0';
+        bufSize += static_cast<unsigned int>(last - first) + 1;
+        bufSize += bufSize % 2;
         exact = exact && first == expected;
         expected = last + 1;
         keptEnd = last;
@@ -210,6 +205,7 @@ bool DcElem::parseTextPooled(const unsigned char* buf, unsigned int len, DICT_VR
         parsedExactly = status == 0 && exact &&
                         (joined % 2 == 0 ? joined == len : joined + 1 == len && static_cast<char>(buf[joined]) == pad);
         pooledLen = static_cast<unsigned int>(joined);
+        pooledBufSize = bufSize;
     };
 
     if (freeText || separators == 0) {

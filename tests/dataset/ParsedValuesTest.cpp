@@ -11,11 +11,15 @@ struct Outcome {
     int status;
     std::vector<std::string> values;
     std::string log;
+    unsigned int bufSize;
+    Bytes encoded;
 };
 
 Outcome readBack(DcElem& elem, int status, LogCapture& log)
 {
-    Outcome out{status, {}, log.text()};
+    Outcome out{status, {}, log.text(), 0, {}};
+    elem.getBufSize(out.bufSize, 0);
+    out.encoded = encode(elem, UID_LITTLE_ENDIAN_EXPLICIT);
     int count = elem.getValueCount();
     for (int i = 0; i < count; ++i)
         out.values.push_back(text(elem));
@@ -45,6 +49,8 @@ void expectSame(unsigned int tag, const std::string& bytes, const std::string& a
     EXPECT_EQ(p.status, a.status) << std::hex << tag << " [" << asText << "]";
     EXPECT_EQ(p.values, a.values) << std::hex << tag << " [" << asText << "]";
     EXPECT_EQ(p.log, a.log) << std::hex << tag << " [" << asText << "]";
+    EXPECT_EQ(p.bufSize, a.bufSize) << std::hex << tag << " [" << asText << "]";
+    EXPECT_EQ(p.encoded, a.encoded) << std::hex << tag << " [" << asText << "]";
 }
 
 }  // namespace
