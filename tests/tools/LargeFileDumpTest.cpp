@@ -164,20 +164,27 @@ TEST_F(LargeDump, AMultiFrameFileAboveTheInMemoryLimitIsConvertedInAFewFramesOfM
     const unsigned int frames = 260;  // 136 Mbyte of pixels: above the 128 Mbyte a file is read whole up to
     const off_t pixels = 512 * 512 * 2 * frames;
     std::string path = writeMultiFrame(dir + "/large.dcm", frames, true);
+#if defined(__SANITIZE_ADDRESS__)
+    // The sanitizer's shadow and quarantine grow a run's memory: there it
+    // need only stay below the pixels, which a whole-file read would hold.
+    const long convertKb = pixels / 1024, viewKb = pixels / 1024;
+#else
+    const long convertKb = 40 * 1024, viewKb = 32 * 1024;
+#endif
     for (const char* target : {"--rle", "--jpls"}) {
         SCOPED_TRACE(target);
         std::string packed = dir + "/packed.dcm", back = dir + "/back.dcm";
         long peakKb = 0;
         EXPECT_EQ(runMeasured({toolPath("b3-convert"), target, path, packed}, peakKb), 0);
-        EXPECT_LT(peakKb, 40 * 1024);
+        EXPECT_LT(peakKb, convertKb);
         EXPECT_EQ(runMeasured({toolPath("b3-convert"), "--explicit", packed, back}, peakKb), 0);
-        EXPECT_LT(peakKb, 40 * 1024);
+        EXPECT_LT(peakKb, convertKb);
         EXPECT_TRUE(sameTail(path, back, pixels));
         // The last frame, found through the offset table of the packed file.
         EXPECT_EQ(runMeasured({toolPath("b3-png"), "--frame", std::to_string(frames), packed, dir + "/last.png"},
                               peakKb),
                   0);
-        EXPECT_LT(peakKb, 32 * 1024);
+        EXPECT_LT(peakKb, viewKb);
         unlink(packed.c_str());
         unlink(back.c_str());
     }
