@@ -2,6 +2,7 @@
 // framed after the other user information, read back only when asked for.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <thread>
 
@@ -18,7 +19,7 @@ DcPduExtNeg extNeg(const char* uid, const Bytes& info)
     DcPduExtNeg item;
     strcpy(item.sopClassUid, uid);
     item.infoLen = static_cast<unsigned int>(info.size());
-    memcpy(item.info, info.data(), info.size());
+    std::copy(info.begin(), info.end(), item.info);
     return item;
 }
 

@@ -1,5 +1,7 @@
 // SOP class extended negotiation between the library's own SCU and SCP: the
 // SCU's sub-items reach the SCP, which answers those of accepted contexts.
+#include <algorithm>
+
 #include "tests/service/ServiceTestUtil.h"
 
 namespace {
@@ -15,7 +17,7 @@ DcPduExtNeg extNeg(const char* uid, const Bytes& info)
     DcPduExtNeg item;
     strcpy(item.sopClassUid, uid);
     item.infoLen = static_cast<unsigned int>(info.size());
-    memcpy(item.info, info.data(), info.size());
+    std::copy(info.begin(), info.end(), item.info);
     return item;
 }
 
