@@ -101,6 +101,7 @@ private:
     void applyConnectInfo(Info& info);
     void clearAcceptList();
 
+    int checkExtNegList(const DcPduExtNeg* list);
     int scuAssoRq(DcMsmScuInfo& info);
     int scuAssoAcRsp(DcPduAssoAc* ac);
     int scpAssoRqRsp(DcPduAssoRq* rq);

@@ -119,6 +119,9 @@ int DcMsm::connect(const char* host, DcMsmScuInfo& info)
     if (status != 0)
         return status;
     applyConnectInfo(info);
+    status = checkExtNegList(info.extNegList);
+    if (status != 0)
+        return status;
     keepExtNeg(info.extNegList != nullptr);
     status = event00_connectScu(host, tcpInfo.port);
     if (status == 0)
@@ -126,6 +129,18 @@ int DcMsm::connect(const char* host, DcMsmScuInfo& info)
     if (status != 0)
         return status;
     return read(nullptr, nullptr, MSM_READ_BLOCKING, MSM_CONNECT_BLOCKING);
+}
+
+// Whether every sub-item of the list can be framed, before any connection.
+int DcMsm::checkExtNegList(const DcPduExtNeg* list)
+{
+    DcPduAssoRq trial;
+    for (const DcPduExtNeg* each = list; each != nullptr && each->sopClassUid[0] != '\0'; each++) {
+        int status = trial.extNegAdd(*each);
+        if (status != 0)
+            return status;
+    }
+    return 0;
 }
 
 int DcMsm::scuAssoRq(DcMsmScuInfo& info)
@@ -155,11 +170,8 @@ int DcMsm::scuAssoRq(DcMsmScuInfo& info)
         assoInfo.sopClass[count] = entry.sopClass;
     }
     assoInfo.assoNum = count;
-    for (const DcPduExtNeg* each = info.extNegList; each != nullptr && each->sopClassUid[0] != '\0'; each++) {
-        int status = rq.extNegAdd(*each);
-        if (status != 0)
-            return status;
-    }
+    for (const DcPduExtNeg* each = info.extNegList; each != nullptr && each->sopClassUid[0] != '\0'; each++)
+        rq.extNegAdd(*each);  // checked before connecting
     return event01_writeAssoRqPdu(&rq);
 }
 

@@ -87,7 +87,9 @@ struct BRENIK3_API DcMsmScuInfo {
     // Extension: extended negotiation sub-items to send with the request,
     // ended by an entry with an empty SOP class UID; the answers are read
     // and kept for DcMsm::getExtNegReceived. Null (the default): none sent,
-    // answers skipped.
+    // answers skipped. A list that cannot be framed (see
+    // DcPduAssoAcRq::extNegAdd) fails connect with its status before any
+    // connection is made.
     const DcPduExtNeg* extNegList;
 };
 

@@ -154,3 +154,19 @@ TEST_F(ExtNeg, MalformedSubItemIsRefusedOnlyWhereRead)
         EXPECT_TRUE(answerer.seen().empty());
     }
 }
+
+// A list the request could not carry fails connect with its own status,
+// not with that of the refused connection to a port nobody listens on.
+TEST_F(ExtNeg, UnframableListFailsConnectBeforeConnecting)
+{
+    Scu scu(freePort());
+    std::vector<DcPduExtNeg> tooMany(PDU_EXT_NEG_MAX + 1, extNeg(CT_IMAGE, {1}));
+    tooMany.push_back(DcPduExtNeg());
+    scu.info.extNegList = tooMany.data();
+    EXPECT_EQ(ASSO_ERR_FULL, scu.connect());
+    DcPduExtNeg tooLong[] = {extNeg(CT_IMAGE, {}), DcPduExtNeg()};
+    tooLong[0].infoLen = PDU_EXT_NEG_INFO_MAX + 1;
+    scu.info.extNegList = tooLong;
+    scu.sopXfer.pop_back();  // the end marker connect added
+    EXPECT_EQ(ASSO_ERR_DATA, scu.connect());
+}
