@@ -169,7 +169,9 @@ private:
     int fds[2] = {-1, -1};
 };
 
-Bytes associationPdu(PDU_TYPE type)
+// An A-ASSOCIATE-RQ or -AC proposing or accepting Verification and CT
+// Image Storage; with extNeg, a CT extended negotiation sub-item too.
+Bytes associationPdu(PDU_TYPE type, bool extNeg = false)
 {
     Wire wire;
     DcPduAssoAcRq pdu(wire.sock(), type);
@@ -197,6 +199,15 @@ Bytes associationPdu(PDU_TYPE type)
         store.xferSyn[2] = UID_JPEG_BASELINE;
     }
     check(pdu.presCtxItemAdd(store), "store context");
+    if (extNeg) {
+        DcPduExtNeg storage;
+        snprintf(storage.sopClassUid, sizeof storage.sopClassUid, "1.2.840.10008.5.1.4.1.1.2");
+        storage.infoLen = 6;
+        storage.info[0] = 2;  // level of support
+        storage.info[2] = 1;  // level of digital signature
+        storage.info[4] = 1;  // element coercion
+        check(pdu.extNegAdd(storage), "extended negotiation");
+    }
     check(pdu.write(), "association write");
     return wire.take();
 }
@@ -317,6 +328,9 @@ void associationSeeds()
     save("association", "requester-store-in", {1, 0}, join({ac, storeRequest(), releaseRq}));
     save("association", "requester-rejected", {1, 0}, rejectPdu());
     save("association", "requester-in-sta7", {1, 7}, join({ac, echoRequest(), releaseRp}));
+    Bytes rqExtNeg = associationPdu(PDU_ASSO_RQ, true), acExtNeg = associationPdu(PDU_ASSO_AC, true);
+    save("association", "acceptor-ext-neg", {32, 0}, join({rqExtNeg, echoRequest(), releaseRq}));
+    save("association", "requester-ext-neg", {1 | 1 << 1 | 32, 0}, join({acExtNeg, echoResponse(), releaseRp}));
 }
 
 }

@@ -159,6 +159,23 @@ int DcPduAssoAcRq::getScpScuRoles(DICT_UID* sopClasses, unsigned int* roles)
     return 0;
 }
 
+int DcPduAssoAcRq::extNegAdd(const DcPduExtNeg& item)
+{
+    const char* function = "DcPduAssoAcRq::extNegAdd";
+    if (item.sopClassUid[0] == '\0' || strnlen(item.sopClassUid, sizeof item.sopClassUid) > PDU_UID_LEN ||
+        item.infoLen > PDU_EXT_NEG_INFO_MAX) {
+        logReport(LOG_CHANNEL_2, function, "Invalid extended negotiation: UID '%.64s', %u information bytes",
+                  item.sopClassUid, item.infoLen);
+        return ASSO_ERR_DATA;
+    }
+    if (extNegs.size() >= PDU_EXT_NEG_MAX) {
+        logReport(LOG_CHANNEL_2, function, "Extended negotiation limit reached");
+        return ASSO_ERR_FULL;
+    }
+    extNegs.push_back(item);
+    return 0;
+}
+
 int DcPduAssoAcRq::frameAsso(unsigned char* buf)
 {
     const char* function = "DcPduAssoAcRq::frameAsso";
@@ -233,6 +250,15 @@ int DcPduAssoAcRq::frameAsso(unsigned char* buf)
     }
     if (acRqInfo->implVerName[0] != '\0')
         out.textItem(PDU_ASSO_ITEM_IMPL_VER_NAME, acRqInfo->implVerName);
+    for (const DcPduExtNeg& item : extNegs) {
+        unsigned int uidLen = static_cast<unsigned int>(strlen(item.sopClassUid));
+        out.u8(PDU_ASSO_ITEM_EXT_NEG);
+        out.u8(0);
+        out.u16(2 + uidLen + item.infoLen);
+        out.u16(uidLen);
+        out.bytes(item.sopClassUid, uidLen);
+        out.bytes(item.info, item.infoLen);
+    }
     out.endItem(userInfo);
 
     if (out.overflowed()) {
@@ -284,6 +310,7 @@ int DcPduAssoAcRq::read(PDU_BLOCK block)
         return ASSO_ERR_DATA;
     delete acRqInfo;
     acRqInfo = new DcPduInfoAcRq();
+    extNegs.clear();
     int status = parse(body, bodyLen);
     free(body);
     return status;
@@ -513,7 +540,11 @@ int DcPduAssoAcRq::parseUserInfo(const unsigned char* body, unsigned int pos)
         case PDU_ASSO_ITEM_ROLE:
             status = parseScpScuRole(body, sub);
             break;
-        default:  // asynchronous operations window, extended negotiation
+        case PDU_ASSO_ITEM_EXT_NEG:
+            if (extNegKept)
+                status = parseExtNeg(body, sub);
+            break;
+        default:  // asynchronous operations window
             break;
         }
         if (status != 0)
@@ -558,5 +589,40 @@ int DcPduAssoAcRq::parseScpScuRole(const unsigned char* body, unsigned int pos)
             break;
         }
     }
+    return 0;
+}
+
+// The walk has checked that the sub-item lies inside the body.
+int DcPduAssoAcRq::parseExtNeg(const unsigned char* body, unsigned int pos)
+{
+    const char* function = "DcPduAssoAcRq::parseExtNeg";
+    unsigned int len = itemLength(body + pos);
+    unsigned int uidLen = len >= 2 ? byteorder::get16(body + pos + ITEM_HEAD_LEN, true) : 0;
+    if (len < 2 || uidLen == 0 || uidLen > PDU_UID_LEN || 2 + uidLen > len) {
+        logReport(LOG_CHANNEL_2, function, "Mismatch in item 0x%04x and UID string length 0x%04x", len, uidLen);
+        return ASSO_ERR_DATA;
+    }
+    unsigned int infoLen = len - 2 - uidLen;
+    if (infoLen > PDU_EXT_NEG_INFO_MAX) {
+        logReport(LOG_CHANNEL_2, function, "Information length 0x%04x exceeds 0x%04x", infoLen,
+                  static_cast<unsigned int>(PDU_EXT_NEG_INFO_MAX));
+        return ASSO_ERR_DATA;
+    }
+    if (extNegs.size() >= PDU_EXT_NEG_MAX) {
+        logReport(LOG_CHANNEL_1, function, "Extended negotiation limit reached, sub-item dropped");
+        return 0;
+    }
+    DcPduExtNeg item;
+    const unsigned char* value = body + pos + ITEM_HEAD_LEN + 2;
+    memcpy(item.sopClassUid, value, uidLen);
+    item.sopClassUid[uidLen] = '\0';
+    utilRemoveSpace(item.sopClassUid, UTIL_SPACE_LEADING | UTIL_SPACE_TRAILING);
+    if (item.sopClassUid[0] == '\0') {
+        logReport(LOG_CHANNEL_2, function, "Empty SOP class UID");
+        return ASSO_ERR_DATA;
+    }
+    item.infoLen = infoLen;
+    memcpy(item.info, value + uidLen, infoLen);
+    extNegs.push_back(item);
     return 0;
 }

@@ -1,6 +1,8 @@
 #ifndef BRENIK3_NETWORK_DCPDUASSOACRQ_H
 #define BRENIK3_NETWORK_DCPDUASSOACRQ_H
 
+#include <vector>
+
 #include "dictionary/DcDictTypes.h"
 #include "network/DcPdu.h"
 #include "foundation/Export.h"
@@ -36,7 +38,9 @@ enum {
     PDU_VER_NAME_LEN = 16,
     PDU_PRES_CTX_MAX = 128,   // presentation context slots of one PDU
     PDU_XFER_SYN_MAX = 32,    // transfer syntaxes kept per context
-    PDU_ROLE_ITEM_MAX = 4095  // longest role-selection sub-item accepted
+    PDU_ROLE_ITEM_MAX = 4095, // longest role-selection sub-item accepted
+    PDU_EXT_NEG_INFO_MAX = 64, // longest service-class information of an extended negotiation sub-item
+    PDU_EXT_NEG_MAX = 128     // extended negotiation sub-items kept per PDU
 };
 
 // Role bits of a presentation context or a role-selection sub-item.
@@ -62,6 +66,14 @@ struct BRENIK3_API DcPduPresCtxItem {
     DICT_UID xferSyn[PDU_XFER_SYN_MAX + 1] = {};  // in order, ended by UID_NONE
 };
 
+// Extension: one SOP class extended negotiation sub-item (0x56): the SOP
+// class UID and its service-class application information, byte for byte.
+struct BRENIK3_API DcPduExtNeg {
+    char sopClassUid[PDU_UID_LEN + 1] = {};
+    unsigned int infoLen = 0;  // bytes used in info
+    unsigned char info[PDU_EXT_NEG_INFO_MAX] = {};
+};
+
 // A-ASSOCIATE-RQ and A-ASSOCIATE-AC: framing and parsing of the record, the
 // presentation-context items and the user information.
 class BRENIK3_API DcPduAssoAcRq : public DcPdu {
@@ -84,6 +96,20 @@ public:
 
     int read(PDU_BLOCK block);
 
+    // Extension: whether read keeps the extended negotiation sub-items
+    // (0x56); off by default, when they are skipped unread. When kept, a
+    // malformed one (UID length beyond the item, an empty or too long UID,
+    // more than PDU_EXT_NEG_INFO_MAX information bytes) fails the read with
+    // ASSO_ERR_DATA; beyond PDU_EXT_NEG_MAX the rest are dropped.
+    void keepExtNeg(bool keep) { extNegKept = keep; }
+    // Extension: adds a sub-item, framed after the implementation version
+    // name in the order added. ASSO_ERR_DATA for an empty UID or an
+    // information length beyond PDU_EXT_NEG_INFO_MAX, ASSO_ERR_FULL past
+    // PDU_EXT_NEG_MAX sub-items.
+    int extNegAdd(const DcPduExtNeg& item);
+    // Extension: the sub-items added, or kept by read, in their order.
+    const std::vector<DcPduExtNeg>& getExtNegs() const { return extNegs; }
+
 protected:
     int frameAsso(unsigned char* buf) override;
 
@@ -98,11 +124,14 @@ private:
     int parsePresCtxItem(const unsigned char* body, unsigned int pos, unsigned int end, DcPduPresCtxItem& item);
     int parseUserInfo(const unsigned char* body, unsigned int pos);
     int parseScpScuRole(const unsigned char* body, unsigned int pos);
+    int parseExtNeg(const unsigned char* body, unsigned int pos);
 
     DcPduInfoAcRq* acRqInfo;
     DcPduPresCtxItem* presCtxItems[PDU_PRES_CTX_MAX];
     DICT_UID roleSopClass[PDU_PRES_CTX_MAX];
     unsigned int roleValue[PDU_PRES_CTX_MAX];
+    bool extNegKept = false;
+    std::vector<DcPduExtNeg> extNegs;
 };
 
 class BRENIK3_API DcPduAssoRq : public DcPduAssoAcRq {

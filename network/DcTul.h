@@ -50,6 +50,9 @@ public:
     // The sink stays owned by the caller.
     void setDataSetSink(DcTulDataSetSink* sink) { dataSetSink = sink; }
     void setState(TSM_STATE newState) { state = newState; }
+    // Extension: association PDUs read keep their extended negotiation
+    // sub-items (DcPduAssoAcRq::keepExtNeg); off by default.
+    void keepExtNeg(bool keep) { extNegKept = keep; }
 
     int event00_connectScu(const char* host, int port);
     int event01_writeAssoRqPdu(DcPduAssoRq* pdu);
@@ -96,6 +99,7 @@ private:
 
     DcMsmPixRecvCB pixRecvCB;
     DcTulDataSetSink* dataSetSink = nullptr;
+    bool extNegKept = false;
     void* pixRecvUserData;
     TUL_TYPE tulType;
     int tulValue;

@@ -118,6 +118,8 @@ int DcTul::readNextPdu(DcPdu** out, int* presCtxIds, DICT_UID* xferSyns, PDU_BLO
     }
     if (pdu != nullptr)
         givePduLimits(*pdu);
+    if (type == PDU_ASSO_RQ || type == PDU_ASSO_AC)
+        static_cast<DcPduAssoAcRq*>(pdu)->keepExtNeg(extNegKept);
     if (type == PDU_RELEASE_RQ || type == PDU_ABORT) {
         status = pdu->attach(tcpInfo.sockConv);
         if (status != 0) {

@@ -148,6 +148,7 @@ void DcMsm::resetAssoInfo()
     assoInfo.implVerName[0] = '\0';
     assoInfo.assoNum = 0;
     assoInfo.maxPduLen = 0;
+    extNegReceived.clear();
     for (int slot = 0; slot < MSM_PRES_CTX_MAX; slot++) {
         assoInfo.presCtxId[slot] = 0;
         assoInfo.sopClass[slot] = UID_NONE;

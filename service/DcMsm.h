@@ -84,6 +84,11 @@ public:
     // Extension: the result, source and reason of the last A-ASSOCIATE-RJ
     // received (all 0 when none came), to say why connect was rejected.
     DcPduInfoRj getRejectInfo() { return lastReject; }
+    // Extension: the extended negotiation sub-items the peer sent in the
+    // association being set up or open: its A-ASSOCIATE-RQ for an SCP with
+    // DcMsmScpInfo::extNegAnswer, its A-ASSOCIATE-AC for an SCU with
+    // DcMsmScuInfo::extNegList. Empty otherwise.
+    const std::vector<DcPduExtNeg>& getExtNegReceived() const { return extNegReceived; }
 
 private:
     int setAeTitle(const char* title);
@@ -96,6 +101,7 @@ private:
     void applyConnectInfo(Info& info);
     void clearAcceptList();
 
+    int checkExtNegList(const DcPduExtNeg* list);
     int scuAssoRq(DcMsmScuInfo& info);
     int scuAssoAcRsp(DcPduAssoAc* ac);
     int scpAssoRqRsp(DcPduAssoRq* rq);
@@ -104,6 +110,7 @@ private:
     int acceptAssoInfo(DcPduInfoAcRq& info);
     int acceptAeTitle(DcPduInfoAcRq& info);
     int acceptSopXfer(DcMsmSopXferSyn& proposed, DICT_UID* accepted, PRES_CTX_AC_RESULT& result);
+    void answerExtNeg(DcPduAssoRq& rq, DcPduAssoAc& ac);
     void peerAddress(char* text);
 
     int write(unsigned char presCtxId, DICT_UID xferSyn, DcMsg* msg);
@@ -122,6 +129,9 @@ private:
     char implVerName[MSM_VER_NAME_LEN + 1];
     DcMsmAssoInfo assoInfo;
     DcPduInfoRj lastReject = {0, 0, 0};
+    DcMsmExtNegCB extNegAnswer = nullptr;
+    void* extNegUserData = nullptr;
+    std::vector<DcPduExtNeg> extNegReceived;
 };
 
 #endif

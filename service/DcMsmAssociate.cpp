@@ -101,6 +101,9 @@ int DcMsm::connect(DcMsmScpInfo& info)
         return status;
     setAeTitleAccept(info.acceptAeTitles);
     applyConnectInfo(info);
+    extNegAnswer = info.extNegAnswer;
+    extNegUserData = info.extNegUserData;
+    keepExtNeg(extNegAnswer != nullptr);
     if (startupStatus != 0)
         return startupStatus;
     return event04_connectScp();
@@ -116,12 +119,28 @@ int DcMsm::connect(const char* host, DcMsmScuInfo& info)
     if (status != 0)
         return status;
     applyConnectInfo(info);
+    status = checkExtNegList(info.extNegList);
+    if (status != 0)
+        return status;
+    keepExtNeg(info.extNegList != nullptr);
     status = event00_connectScu(host, tcpInfo.port);
     if (status == 0)
         status = scuAssoRq(info);
     if (status != 0)
         return status;
     return read(nullptr, nullptr, MSM_READ_BLOCKING, MSM_CONNECT_BLOCKING);
+}
+
+// Whether every sub-item of the list can be framed, before any connection.
+int DcMsm::checkExtNegList(const DcPduExtNeg* list)
+{
+    DcPduAssoRq trial;
+    for (const DcPduExtNeg* each = list; each != nullptr && each->sopClassUid[0] != '\0'; each++) {
+        int status = trial.extNegAdd(*each);
+        if (status != 0)
+            return status;
+    }
+    return 0;
 }
 
 int DcMsm::scuAssoRq(DcMsmScuInfo& info)
@@ -151,6 +170,8 @@ int DcMsm::scuAssoRq(DcMsmScuInfo& info)
         assoInfo.sopClass[count] = entry.sopClass;
     }
     assoInfo.assoNum = count;
+    for (const DcPduExtNeg* each = info.extNegList; each != nullptr && each->sopClassUid[0] != '\0'; each++)
+        rq.extNegAdd(*each);  // checked before connecting
     return event01_writeAssoRqPdu(&rq);
 }
 
@@ -176,6 +197,7 @@ int DcMsm::scuAssoAcRsp(DcPduAssoAc* ac)
         }
         delete item;
     }
+    extNegReceived = ac->getExtNegs();
     DcPduInfoAcRq acInfo;
     int status = ac->getInfo(acInfo);
     if (status != 0)
@@ -352,5 +374,34 @@ int DcMsm::scpAssoRqRspAc(DcPduAssoRq* rq)
     if (implVerName[0] != '\0')
         brenik3::copyText(info.implVerName, implVerName, PDU_VER_NAME_LEN);
     ac.setInfo(info);
+    answerExtNeg(*rq, ac);
     return event06_writeAssoAcPdu(&ac);
+}
+
+// One answer per SOP class asked about, when the caller's callback gives one
+// and a presentation context of that class was accepted.
+void DcMsm::answerExtNeg(DcPduAssoRq& rq, DcPduAssoAc& ac)
+{
+    extNegReceived = rq.getExtNegs();
+    if (extNegAnswer == nullptr)
+        return;
+    for (const DcPduExtNeg& asked : extNegReceived) {
+        bool accepted = false;
+        for (int slot = 0; slot < assoInfo.assoNum && !accepted; slot++) {
+            char uid[PDU_UID_LEN + 1];
+            accepted = assoInfo.result[slot] == PRES_CTX_ACCEPTANCE &&
+                       Dict.getUid(assoInfo.sopClass[slot], uid) == 0 && strcmp(uid, asked.sopClassUid) == 0;
+        }
+        bool answered = false;
+        for (const DcPduExtNeg& sent : ac.getExtNegs())
+            answered = answered || strcmp(sent.sopClassUid, asked.sopClassUid) == 0;
+        if (!accepted || answered)
+            continue;
+        DcPduExtNeg answer;
+        memcpy(answer.sopClassUid, asked.sopClassUid, sizeof answer.sopClassUid);
+        if (extNegAnswer(extNegUserData, asked, answer)) {
+            memcpy(answer.sopClassUid, asked.sopClassUid, sizeof answer.sopClassUid);
+            ac.extNegAdd(answer);
+        }
+    }
 }

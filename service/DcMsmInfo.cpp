@@ -36,12 +36,15 @@ DcMsmSopXferSyn::DcMsmSopXferSyn(DICT_UID sop, DICT_UID* syntaxes, MSM_ROLE sopR
         xferSyn[i] = syntaxes[i];
 }
 
-DcMsmScpInfo::DcMsmScpInfo() : acceptAeTitles(nullptr), appCtxName(), implClassUid(), implVerName(), timeouts()
+DcMsmScpInfo::DcMsmScpInfo()
+    : acceptAeTitles(nullptr), appCtxName(), implClassUid(), implVerName(), timeouts(), extNegAnswer(nullptr),
+      extNegUserData(nullptr)
 {
     setDefaults(*this);
 }
 
-DcMsmScuInfo::DcMsmScuInfo() : calledAeTitle(), appCtxName(), implClassUid(), implVerName(), timeouts()
+DcMsmScuInfo::DcMsmScuInfo()
+    : calledAeTitle(), appCtxName(), implClassUid(), implVerName(), timeouts(), extNegList(nullptr)
 {
     setDefaults(*this);
 }

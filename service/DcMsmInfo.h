@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "dictionary/DcDictTypes.h"
+#include "network/DcPduAssoAcRq.h"
 #include "network/DcTsm.h"
 #include "foundation/Export.h"
 
@@ -45,6 +46,12 @@ struct BRENIK3_API DcMsmSopXferSyn {
     unsigned int reserved;
 };
 
+// Extension: answers the extended negotiation sub-item that a caller sent
+// for a SOP class whose presentation context was accepted. answer comes
+// with asked's SOP class UID and no information; fill its information and
+// return true to send it in the A-ASSOCIATE-AC, false to send none.
+typedef bool (*DcMsmExtNegCB)(void* userData, const DcPduExtNeg& asked, DcPduExtNeg& answer);
+
 // Parameters of connect as SCP.
 struct BRENIK3_API DcMsmScpInfo {
     DcMsmScpInfo();
@@ -57,6 +64,12 @@ struct BRENIK3_API DcMsmScpInfo {
     char implVerName[MSM_VER_NAME_LEN + 1];
     unsigned int maxPduLen;
     DcTsmTimeoutInfo timeouts;
+    // Extension: with a callback, the extended negotiation sub-items of the
+    // request are read (a malformed one refuses the request as malformed),
+    // kept for DcMsm::getExtNegReceived and answered through it. Null (the
+    // default): they are skipped and none is answered.
+    DcMsmExtNegCB extNegAnswer;
+    void* extNegUserData;  // handed to extNegAnswer
 };
 
 // Parameters of connect as SCU.
@@ -71,6 +84,13 @@ struct BRENIK3_API DcMsmScuInfo {
     char implVerName[MSM_VER_NAME_LEN + 1];
     unsigned int maxPduLen;
     DcTsmTimeoutInfo timeouts;
+    // Extension: extended negotiation sub-items to send with the request,
+    // ended by an entry with an empty SOP class UID; the answers are read
+    // and kept for DcMsm::getExtNegReceived. Null (the default): none sent,
+    // answers skipped. A list that cannot be framed (see
+    // DcPduAssoAcRq::extNegAdd) fails connect with its status before any
+    // connection is made.
+    const DcPduExtNeg* extNegList;
 };
 
 // What an association negotiated.

@@ -37,7 +37,8 @@ int main(int argc, char** argv)
     CommandLine cl("b3-archive", "-p PORT",
                    "A storage and query/retrieve SCP. Stores every object received as\n"
                    "ROOT/<study instance UID>/<SOP instance UID>.dcm and indexes it; answers C-FIND,\n"
-                   "C-MOVE and C-GET in the patient root and study root models, and C-ECHO. The index is\n"
+                   "C-MOVE and C-GET in the patient root and study root models, and C-ECHO. A C-FIND\n"
+                   "caller that asks for combined date-time matching is granted it. The index is\n"
                    "ROOT/index.sqlite, or a PostgreSQL database shared by several archives (--postgres).\n"
                    "On start, rows of missing files are dropped and unindexed files indexed.");
     addScpOptions(cl, cfg, "TCP port to listen on (required unless --reindex)", "our AE title (default B3-ARCHIVE)");

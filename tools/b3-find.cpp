@@ -23,6 +23,21 @@ bool isPending(int status)
     return status == 0xFF00 || status == 0xFF01;
 }
 
+// Byte 2 of the C-FIND extended negotiation information: combined
+// date-time matching (byte 1, relational queries, is not asked for).
+const unsigned int COMBINED_DATE_TIME_BYTE = 1;
+
+// Whether the peer's A-ASSOCIATE-AC agreed to combined date-time matching
+// for the model.
+bool combinedDateTimeAgreed(DcMsm& msm, const char* model)
+{
+    for (const DcPduExtNeg& answer : msm.getExtNegReceived())
+        if (strcmp(answer.sopClassUid, model) == 0 && answer.infoLen > COMBINED_DATE_TIME_BYTE &&
+            answer.info[COMBINED_DATE_TIME_BYTE] == 1)
+            return true;
+    return false;
+}
+
 }
 
 int main(int argc, char** argv)
@@ -32,6 +47,7 @@ int main(int argc, char** argv)
     std::string level = "STUDY";
     bool patientRoot = false;
     bool worklist = false;
+    bool combinedDateTime = false;
     CommandLine cl("b3-find", "HOST[:PORT]",
                    "Queries a C-FIND SCP and prints each match as a tree. Keys are given as -k TAG=VALUE\n"
                    "(matching) or -k TAG (return the attribute), with TAG as gggg,eeee or a dictionary name:\n"
@@ -41,6 +57,9 @@ int main(int argc, char** argv)
     cl.text("-L", "--level", "LEVEL", "query/retrieve level: PATIENT, STUDY, SERIES or IMAGE (default STUDY)", level);
     cl.flag("-P", "--patient-root", "use the patient root model (default: study root)", patientRoot);
     cl.flag("-W", "--worklist", "query the modality worklist (no level is sent)", worklist);
+    cl.flag(nullptr, "--combined-datetime",
+            "ask to match a date key and its time key as one date-time (-v: say if agreed)",
+            combinedDateTime);
     cl.note("Exit status: 0 when the query completed (with or without matches), 1 on failure.");
     int status = cl.parse(argc, argv, 1, 1);
     if (status >= 0)
@@ -74,10 +93,22 @@ int main(int argc, char** argv)
     DcMsmScuInfo info;
     DICT_UID sops[] = {model, UID_NONE};
     info.sopList = sops;
+    char modelUid[MSM_UID_LEN + 1] = "";
+    Dict.getUid(model, modelUid);
+    DcPduExtNeg extNeg[2];
+    if (combinedDateTime) {
+        snprintf(extNeg[0].sopClassUid, sizeof extNeg[0].sopClassUid, "%s", modelUid);
+        extNeg[0].infoLen = COMBINED_DATE_TIME_BYTE + 1;
+        extNeg[0].info[COMBINED_DATE_TIME_BYTE] = 1;
+        info.extNegList = extNeg;
+    }
     if (!connectToPeer(cl.program(), msm, peer, info)) {
         delete rq;
         return EXIT_FAILED;
     }
+    if (combinedDateTime && cl.verbose())
+        fprintf(stderr, "%s: combined date-time matching %s by the peer\n", cl.program(),
+                combinedDateTimeAgreed(msm, modelUid) ? "accepted" : "not accepted");
     status = msm.write(model, rq);
     delete rq;
     if (status != 0) {

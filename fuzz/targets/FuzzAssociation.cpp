@@ -5,6 +5,7 @@
 // of the endpoint ends at once) and discards what the endpoint sends until
 // the endpoint closes. Requests the endpoint receives are answered.
 #include <chrono>
+#include <cstring>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -34,7 +35,14 @@
 namespace {
 
 // Bits of the first input byte.
-enum { OPT_REQUESTER = 1, OPT_AFTER_SHIFT = 1, OPT_AFTER_MASK = 3, OPT_PIXEL_FILE = 8, OPT_STORE = 16 };
+enum {
+    OPT_REQUESTER = 1,
+    OPT_AFTER_SHIFT = 1,
+    OPT_AFTER_MASK = 3,
+    OPT_PIXEL_FILE = 8,
+    OPT_STORE = 16,
+    OPT_EXT_NEG = 32  // extended negotiation: asked for by the requester, read and answered by the acceptor
+};
 // What the endpoint does once set up, before reading on; the message sent
 // is a C-ECHO, or with OPT_STORE a C-STORE of a small image.
 enum { AFTER_READ = 0, AFTER_SEND = 1, AFTER_RELEASE = 2, AFTER_ABORT = 3 };
@@ -126,6 +134,14 @@ void configure(Info& info, DcMsmSopXferSyn* table)
     info.timeouts.connectTimeout = 1;
     info.timeouts.readTimeout = 1;
     info.timeouts.writeTimeout = 1;
+}
+
+// The acceptor's answer to an extended negotiation sub-item: the bytes asked.
+bool echoExtNeg(void*, const DcPduExtNeg& asked, DcPduExtNeg& answer)
+{
+    answer.infoLen = asked.infoLen;
+    memcpy(answer.info, asked.info, asked.infoLen);
+    return true;
 }
 
 // Answers a request as a service would: the response built from the
@@ -262,6 +278,8 @@ void runAcceptor(const uint8_t* stream, size_t size, int options, int forcedStat
         DcMsmScpInfo info;
         DcMsmSopXferSyn table[3];
         configure(info, table);
+        if (options & OPT_EXT_NEG)
+            info.extNegAnswer = echoExtNeg;
         // The conversation is there already, so the accept returns at once;
         // the first read takes the association request.
         if (msm.connect(info) == 0) {
@@ -293,6 +311,11 @@ void runRequester(const uint8_t* stream, size_t size, int options, int forcedSta
         DcMsmSopXferSyn table[3];
         configure(info, table);
         snprintf(info.calledAeTitle, sizeof info.calledAeTitle, "FUZZ_SCP");
+        DcPduExtNeg extNeg[2];
+        snprintf(extNeg[0].sopClassUid, sizeof extNeg[0].sopClassUid, "1.2.840.10008.5.1.4.1.1.2");
+        extNeg[0].infoLen = 6;
+        if (options & OPT_EXT_NEG)
+            info.extNegList = extNeg;
         if (msm.connect("127.0.0.1", info) == MSM_READ_ACCEPTED)
             afterSetUp(msm, options, forcedState);
         else

@@ -1,6 +1,6 @@
 // Combined date-time matching asked for in the extended negotiation of the
-// association: findscu cannot ask, so its association request passes
-// through a relay that adds the sub-item on the way to the archive.
+// association: by b3-find --combined-datetime, and by findscu, which cannot
+// ask, through a relay that adds the sub-item to its association request.
 #include <arpa/inet.h>
 #include <chrono>
 #include <cstring>
@@ -184,6 +184,20 @@ protected:
         return countOf(found.out + found.err, "(0020,000d) UI [");
     }
 
+    // The studies b3-find finds over the same range, and what it says of
+    // the negotiation.
+    int studiesFoundByB3Find(bool combined, std::string& said)
+    {
+        std::vector<std::string> args = {"-v", "-aec", "B3-ARCHIVE", address, "-k", "StudyDate=20240229-20240301",
+                                         "-k", "StudyTime=2300-1100", "-k", "StudyInstanceUID"};
+        if (combined)
+            args.insert(args.begin(), "--combined-datetime");
+        RunResult found = tool("b3-find", args);
+        EXPECT_EQ(found.status, 0) << found.err << archive->output();
+        said = found.err;
+        return countOf(found.out, "# match ");
+    }
+
     std::unique_ptr<Background> archive;
 };
 
@@ -198,4 +212,15 @@ TEST_F(DateTimeNegotiationTest, DateAndTimeMatchAsOneWhenTheCallerAsks)
     EXPECT_EQ(studiesOverMidnight(std::string("\x01", 1)), 0);
 }
 
+}
+
+TEST_F(DateTimeNegotiationTest, B3FindAsksAndTheArchiveGrantsItInItsAnswer)
+{
+    need({"b3-archive", "b3-send", "b3-mkimage", "b3-find"}, {});
+    ASSERT_TRUE(start());
+    std::string said;
+    EXPECT_EQ(studiesFoundByB3Find(true, said), 1);
+    EXPECT_NE(said.find("combined date-time matching accepted by the peer"), std::string::npos) << said;
+    EXPECT_EQ(studiesFoundByB3Find(false, said), 0);
+    EXPECT_EQ(said.find("combined date-time"), std::string::npos) << said;
 }

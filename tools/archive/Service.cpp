@@ -1,5 +1,6 @@
 #include "archive/Service.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -8,7 +9,6 @@
 #include "archive/Storage.h"
 #include "archive/SubOperations.h"
 #include "common/CurrentUids.h"
-#include "common/Proposals.h"
 
 namespace b3archive {
 
@@ -16,9 +16,10 @@ namespace {
 
 using namespace b3tool;
 
-// Byte 2 of the service-class application information of a FIND SOP class:
-// 1 when date and time keys are to be matched as one date-time.
-const size_t COMBINED_DATE_TIME_BYTE = 1;
+// The bytes of the extended negotiation of a FIND SOP class: relational
+// queries, combined date-time matching, fuzzy semantic matching of person
+// names, timezone adjustment; 1 asks for (or grants) each.
+enum { RELATIONAL_BYTE, COMBINED_DATE_TIME_BYTE, FUZZY_NAMES_BYTE, TIMEZONE_BYTE, FIND_NEGOTIATION_BYTES };
 
 const unsigned int TAG_CHARSET = 0x00080005;
 const unsigned int TAG_LEVEL = 0x00080052;
@@ -47,6 +48,24 @@ DcElem* textElement(unsigned int tag, const std::string& value)
     return elem;
 }
 
+}
+
+bool Service::answerExtNeg(void* self, const DcPduExtNeg& asked, DcPduExtNeg& answer)
+{
+    Service& service = *static_cast<Service*>(self);
+    std::string sopClass = asked.sopClassUid;
+    if (sopClass != uidText(UID_PAT_ROOT_Q_R_FIND) && sopClass != uidText(UID_STUDY_ROOT_Q_R_FIND))
+        return false;
+    // Of what was asked, only combined date-time matching is granted; the
+    // answer is no longer than the question.
+    answer.infoLen = std::min<unsigned int>(asked.infoLen, FIND_NEGOTIATION_BYTES);
+    for (unsigned int i = 0; i < answer.infoLen; i++)
+        answer.info[i] = 0;
+    if (asked.infoLen > COMBINED_DATE_TIME_BYTE && asked.info[COMBINED_DATE_TIME_BYTE] == 1) {
+        answer.info[COMBINED_DATE_TIME_BYTE] = 1;
+        service.combinedDateTime.insert(sopClass);
+    }
+    return true;
 }
 
 std::vector<DcMsmSopXferSyn> archiveContexts()
@@ -332,10 +351,6 @@ void Service::retrieve(DcCmd& rq, DcMsg& identifier, DICT_UID model, bool get)
 
 int Service::serve(int sock, const sockaddr_in& peerAddress)
 {
-    AssociationRequest request = peekAssociationRequest(sock, static_cast<int>(cfg.timeout));
-    for (const auto& negotiation : request.extendedNegotiation)
-        if (negotiation.second.size() > COMBINED_DATE_TIME_BYTE && negotiation.second[COMBINED_DATE_TIME_BYTE] == 1)
-            combinedDateTime.insert(negotiation.first);
     std::vector<DcMsmSopXferSyn> contexts = archiveContexts();
     std::vector<char*> accepted = acceptedTitles(cfg);
 
@@ -345,6 +360,8 @@ int Service::serve(int sock, const sockaddr_in& peerAddress)
     info.acceptAeTitles = accepted.data();
     info.sopXferList = contexts.data();
     info.timeouts.readTimeout = static_cast<unsigned int>(cfg.timeout);
+    info.extNegAnswer = answerExtNeg;
+    info.extNegUserData = this;
     association.setDataSetSink(&incoming.sink());
     int status = association.adoptConnection(sock, &peerAddress, sizeof peerAddress);
     if (status == 0)

@@ -49,6 +49,10 @@ private:
     // date-time matching in its extended negotiation.
     std::set<std::string> combinedDateTime;
 
+    // Answers the caller's extended negotiation for a FIND SOP class it was
+    // granted (self is the Service); others go unanswered.
+    static bool answerExtNeg(void* self, const DcPduExtNeg& asked, DcPduExtNeg& answer);
+
     // Indexes the object of the C-STORE just received and answers it.
     void store();
     void find(DcCmd& rq, DcMsg& identifier, DICT_UID model);

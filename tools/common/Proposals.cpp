@@ -49,35 +49,11 @@ Proposal parseContext(const unsigned char* p, size_t len)
     return proposal;
 }
 
-// The extended negotiation sub-items of a user information item.
-void parseUserInformation(const unsigned char* p, size_t len, std::map<std::string, std::string>& into)
-{
-    for (size_t at = 4; at + 4 <= len;) {
-        unsigned int type = p[at];
-        size_t itemLen = be16(p + at + 2);
-        if (at + 4 + itemLen > len)
-            break;
-        if (type == 0x56 && itemLen >= 2) {
-            size_t uidLen = be16(p + at + 4);
-            if (2 + uidLen <= itemLen)
-                into[uidOf(p + at + 6, uidLen)] =
-                    std::string(reinterpret_cast<const char*>(p + at + 6 + uidLen), itemLen - 2 - uidLen);
-        }
-        at += 4 + itemLen;
-    }
-}
-
 }
 
 std::vector<Proposal> peekProposals(int sock, int timeoutSeconds)
 {
-    return peekAssociationRequest(sock, timeoutSeconds).proposals;
-}
-
-AssociationRequest peekAssociationRequest(int sock, int timeoutSeconds)
-{
-    AssociationRequest request;
-    std::vector<Proposal>& proposals = request.proposals;
+    std::vector<Proposal> proposals;
     std::vector<unsigned char> buf(PEEK_LIMIT);
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeoutSeconds);
     size_t have = 0;
@@ -85,30 +61,30 @@ AssociationRequest peekAssociationRequest(int sock, int timeoutSeconds)
     while (have < want) {
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         if (left.count() <= 0)
-            return request;
+            return proposals;
         pollfd p = {sock, POLLIN | POLLRDHUP, 0};
         int ready = poll(&p, 1, static_cast<int>(left.count()));
         if (ready < 0 && errno == EINTR)
             continue;
         if (ready <= 0)
-            return request;
+            return proposals;
         ssize_t got = recv(sock, buf.data(), want, MSG_PEEK | MSG_DONTWAIT);
         if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR))
-            return request;
+            return proposals;
         if (got < 0)
             continue;
         if (static_cast<size_t>(got) == have) {
             // Nothing new since the last look: a caller that has gone will
             // send no more; otherwise let the bytes come.
             if ((p.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0)
-                return request;
+                return proposals;
             poll(nullptr, 0, 5);
             continue;
         }
         have = static_cast<size_t>(got);
         if (have >= 6 && want == 6) {
             if (buf[0] != 0x01)
-                return request;
+                return proposals;
             want = std::min<size_t>(PEEK_LIMIT, 6 + size_t(be32(buf.data() + 2)));
         }
     }
@@ -121,11 +97,9 @@ AssociationRequest peekAssociationRequest(int sock, int timeoutSeconds)
             break;
         if (type == 0x20)
             proposals.push_back(parseContext(pdu + at, 4 + itemLen));
-        else if (type == 0x50)
-            parseUserInformation(pdu + at, 4 + itemLen, request.extendedNegotiation);
         at += 4 + itemLen;
     }
-    return request;
+    return proposals;
 }
 
 }

@@ -1,7 +1,6 @@
 #ifndef BRENIK3_TOOLS_PROPOSALS_H
 #define BRENIK3_TOOLS_PROPOSALS_H
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -13,20 +12,6 @@ struct Proposal {
     std::string sopClass;
     std::vector<std::string> syntaxes;
 };
-
-// What an A-ASSOCIATE-RQ asks for: its presentation contexts, and the
-// service-class application information of its extended negotiation
-// sub-items by SOP class UID.
-struct AssociationRequest {
-    std::vector<Proposal> proposals;
-    std::map<std::string, std::string> extendedNegotiation;
-};
-
-// Reads the A-ASSOCIATE-RQ waiting on the socket without taking it off the
-// socket (the association layer reads it afterwards), waiting at most
-// timeoutSeconds for it to arrive. Empty when the first PDU is no
-// A-ASSOCIATE-RQ or does not arrive in time.
-AssociationRequest peekAssociationRequest(int sock, int timeoutSeconds);
 
 // Reads the presentation contexts of the A-ASSOCIATE-RQ waiting on the
 // socket without taking it off the socket (the association layer reads it
