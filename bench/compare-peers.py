@@ -152,7 +152,19 @@ def main():
     run([sys.executable, os.path.join(HERE, "make-bench-data.py"), data,
          "--multiframe-mb", str(args.multiframe_mb)])
     if not os.path.isdir(small):
-        run([b3("b3-mkimage"), "--count", str(args.small_files), "--size", "512", small])
+        # b3-mkimage writes at most 999 slices a series: larger sets are made
+        # in batches, each file renamed to a File ID of its own (I<batch><n>).
+        os.makedirs(small)
+        left, batch = args.small_files, 0
+        while left > 0:
+            count = min(left, 500)
+            part = os.path.join(data, "part%d" % batch)
+            run([b3("b3-mkimage"), "--count", str(count), "--size", "512", part])
+            for name in os.listdir(part):
+                os.rename(os.path.join(part, name), os.path.join(small, "I%d%s" % (batch, name[3:])))
+            os.rmdir(part)
+            left -= count
+            batch += 1
     rt = os.path.join(data, "rtstruct.dcm")
     mf = os.path.join(data, "multiframe.dcm")
     small_files = sorted(os.path.join(small, f) for f in os.listdir(small))
