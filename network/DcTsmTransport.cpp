@@ -143,10 +143,12 @@ int DcTsm::sockListenOpen(int port)
         tsmReportSockError("DcTsm::sockListenOpen - reuseaddr", errno);
     if (bind(sock, reinterpret_cast<sockaddr*>(&sockAddr), sizeof sockAddr) != 0) {
         tsmReportSockError("DcTsm::sockListenOpen - bind", errno);
+        close(sock);
         return TSM_ERR_BIND;
     }
     if (listen(sock, TSM_LISTEN_BACKLOG) != 0) {
         tsmReportSockError("DcTsm::sockListenOpen - listen", errno);
+        close(sock);
         return TSM_ERR_LISTEN;
     }
     tcpInfo.sockListen = sock;
@@ -218,6 +220,7 @@ int DcTsm::sockConvOpenClient(const char* host, int port)
     }
     if (connect(sock, reinterpret_cast<sockaddr*>(&peer), sizeof peer) != 0) {
         tsmReportSockError("DcTsm::sockConvOpenClient - connect", errno);
+        close(sock);
         return TSM_ERR_CONNECT;
     }
     setNoDelay(sock);

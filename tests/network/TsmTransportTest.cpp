@@ -29,6 +29,14 @@ bool isOpen(int fd)
     return fcntl(fd, F_GETFD) != -1;
 }
 
+int openDescriptors()
+{
+    int count = 0;
+    for (int fd = 0; fd < 1024; ++fd)
+        count += isOpen(fd) ? 1 : 0;
+    return count;
+}
+
 }
 
 class TsmListen : public ListenTableTest {};
@@ -79,8 +87,10 @@ TEST_F(TsmListen, PortHeldByAnotherListenerFailsToBind)
     ASSERT_EQ(0, bind(other, reinterpret_cast<sockaddr*>(&addr), sizeof addr));
     ASSERT_EQ(0, listen(other, 1));
     LogCapture log;
+    int before = openDescriptors();
     TestTsm machine(TSM_ROLE_ACCEPTOR, port);
     EXPECT_EQ(TSM_ERR_BIND, machine.getStartupStatus());
+    EXPECT_EQ(before, openDescriptors());  // the socket that failed to bind is closed
     const LogCapture::Entry* entry = log.find("winSock error WSAEADDRINUSE");
     ASSERT_NE(nullptr, entry);
     EXPECT_EQ("DcTsm::sockListenOpen - bind", entry->function);
@@ -178,7 +188,9 @@ TEST_F(TsmConnect, RefusedOrUnresolvableConnectionIsReported)
 {
     LogCapture log;
     TestTsm lonely(TSM_ROLE_REQUESTER, 0);
+    int before = openDescriptors();
     EXPECT_EQ(TSM_ERR_CONNECT, lonely.sockConvOpenClient("127.0.0.1", freePort()));
+    EXPECT_EQ(before, openDescriptors());  // the refused socket is closed
     const LogCapture::Entry* entry = log.find("winSock error WSAECONNREFUSED");
     ASSERT_NE(nullptr, entry);
     EXPECT_EQ("DcTsm::sockConvOpenClient - connect", entry->function);
