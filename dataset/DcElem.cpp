@@ -72,9 +72,8 @@ DcElem::DcElem(const DcElem& other)
     : DcNode(other), pushedTag(other.pushedTag), rawBufList(other.rawBufList), values(other.values),
       valueIndex(other.valueIndex), tag(other.tag), group(other.group), element(other.element), vm(other.vm),
       vr(other.vr), vrLen(other.vrLen), vrSize(other.vrSize), isSq(other.isSq), valueCount(other.valueCount),
-      valueCapacity(other.valueCapacity), sharesValues(true), pool(nullptr), parsedExactly(false), pooledLen(0), pooledBufSize(0)
+      valueCapacity(other.valueCapacity), sharesValues(true)
 {
-    asRead = nullptr;
 }
 
 DcElem& DcElem::operator=(const DcElem& other)
@@ -171,17 +170,6 @@ void DcElem::initializeByConst(int tagConst, void* buf, unsigned int len, DICT_U
 
 void DcElem::initialize(unsigned int newTag, void* buf, unsigned int len, DICT_UID xfer, DICT_VR newVr)
 {
-    sharesValues = false;
-    pool = nullptr;
-    parsedExactly = false;
-    pooledLen = 0;
-    pooledBufSize = 0;
-    pushedTag = 0;
-    asRead = nullptr;
-    rawBufList = &ownBufs;
-    values = nullptr;
-    valueCount = valueCapacity = 0;
-    valueIndex = 0;
     setTag(newTag);
     vm = 1;
     vrSize = VR_SIZE_NONE;
@@ -245,17 +233,6 @@ void DcElem::setVr(DICT_VR newVr)
 
 DcElem::DcElem(AsReadTag, unsigned int newTag, DICT_VR newVr) : isSq(newVr == VR_SQ)
 {
-    sharesValues = false;
-    pool = nullptr;
-    parsedExactly = false;
-    pooledLen = 0;
-    pooledBufSize = 0;
-    pushedTag = 0;
-    asRead = nullptr;
-    rawBufList = &ownBufs;
-    values = nullptr;
-    valueCount = valueCapacity = 0;
-    valueIndex = 0;
     setTag(newTag);
     vm = 0;
     vr = newVr;

@@ -196,10 +196,11 @@ protected:
     // new value never changes its size.
     void setGroupLength(unsigned int length);
 
-    unsigned int pushedTag;
-    DcBufList* rawBufList;
-    void** values;
-    int valueIndex;
+    // A new element has no values, raw buffers of its own and nothing read.
+    unsigned int pushedTag = 0;
+    DcBufList* rawBufList = &ownBufs;
+    void** values = nullptr;
+    int valueIndex = 0;
     unsigned int tag;
     unsigned short group;
     unsigned short element;
@@ -221,7 +222,7 @@ protected:
         // copied: bytes stays null until getValueAsRead asks for them.
         bool fromValues;
     };
-    AsRead* asRead;  // null for elements not read in lossless mode
+    AsRead* asRead = nullptr;  // null for elements not read in lossless mode
     AsRead asReadStore;  // where asRead points when set
 
     // Read with an undefined length (a sequence or item, or an unchanged
@@ -246,19 +247,19 @@ private:
     int getNewerText(char* buf, unsigned int len);
     int newerNumber(unsigned char* out, unsigned int unit, ELEM_VAL_INDEX index);
 
-    int valueCount;
-    int valueCapacity;
+    int valueCount = 0;
+    int valueCapacity = 0;
     // Set in copies: values and raw buffers are those of the original.
-    bool sharesValues;
+    bool sharesValues = false;
     // Values parsed from data live in one block: the value pointers followed
     // by the values. Null when each value is a block of its own.
-    void* pool;
+    void* pool = nullptr;
     // The values just parsed write back exactly the bytes they came from.
-    bool parsedExactly;
+    bool parsedExactly = false;
     // Of pooled text values parsed exactly: they lie one after the other,
     // each ended where its separator was, pooledLen bytes in all.
-    unsigned int pooledLen;
-    unsigned int pooledBufSize;  // what getBufSize counts for those values
+    unsigned int pooledLen = 0;
+    unsigned int pooledBufSize = 0;  // what getBufSize counts for those values
     bool pooledTextInPlace() const { return pool != nullptr && parsedExactly && vrSize == VR_SIZE_BYTE; }
     // The raw buffers of an element that owns its values (rawBufList points
     // here then, and at the original's list in a copy).
