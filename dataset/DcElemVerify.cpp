@@ -29,6 +29,15 @@ struct TrimmedText {
 // Empty or too long once white space at both ends is ignored.
 int DcElem::verifyLength(const char* function, const char* text, size_t maxLen)
 {
+    return verifyText(function, text, maxLen, nullptr, false);
+}
+
+// Length and character set of a text (any characters when allowed is null);
+// white space at both ends is ignored. The text is measured and trimmed once
+// for both checks.
+int DcElem::verifyText(const char* function, const char* text, size_t maxLen, bool (*allowed)(unsigned char),
+                       bool escapeSkipsCheck)
+{
     if (text == nullptr) {
         logReport(LOG_CHANNEL_1, function, "Element (%04x,%04x) - Null argument passed", group, element);
         return ELEM_ERR_NULL_ARG;
@@ -40,23 +49,8 @@ int DcElem::verifyLength(const char* function, const char* text, size_t maxLen)
         logReport(LOG_CHANNEL_1, function, "Element (%04x,%04x) - string too long", group, element);
         return ELEM_ERR_TOO_LONG;
     }
-    return 0;
-}
-
-// Length and character set of a text; white space at both ends is ignored.
-// The text is measured and trimmed once for both checks.
-int DcElem::verifyText(const char* function, const char* text, size_t maxLen, bool (*allowed)(unsigned char),
-                       bool escapeSkipsCheck)
-{
-    if (text == nullptr)
-        return verifyLength(function, text, maxLen);
-    TrimmedText trimmed(text);
-    if (trimmed.begin == trimmed.end)
-        return ELEM_ERR_NO_VALUE;
-    if (static_cast<size_t>(trimmed.end - trimmed.begin) > maxLen) {
-        logReport(LOG_CHANNEL_1, function, "Element (%04x,%04x) - string too long", group, element);
-        return ELEM_ERR_TOO_LONG;
-    }
+    if (allowed == nullptr)
+        return 0;
     if (escapeSkipsCheck && memchr(text, 0x1B, trimmed.length) != nullptr)
         return 0;
     for (const unsigned char* p = trimmed.begin; p < trimmed.end; ++p)
